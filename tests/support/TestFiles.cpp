@@ -1,0 +1,132 @@
+#include "TestFiles.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#ifndef ZORV_TEST_GENERATED_DIR
+#error "ZORV_TEST_GENERATED_DIR must be defined by the build"
+#endif
+
+namespace testfiles {
+
+namespace {
+bool Exists(const std::string& path) {
+    struct stat st {};
+    return ::stat(path.c_str(), &st) == 0;
+}
+
+long FileSize(const std::string& path) {
+    struct stat st {};
+    return ::stat(path.c_str(), &st) == 0 ? static_cast<long>(st.st_size) : -1;
+}
+
+void MakeDirs(const std::string& dir) {
+    std::string partial;
+    std::stringstream ss(dir);
+    std::string piece;
+    if (!dir.empty() && dir[0] == '/') partial = "/";
+    while (std::getline(ss, piece, '/')) {
+        if (piece.empty()) continue;
+        partial += piece + "/";
+        ::mkdir(partial.c_str(), 0755);
+    }
+}
+}  // namespace
+
+std::string GeneratedDir() {
+    static const std::string dir = [] {
+        std::string d = ZORV_TEST_GENERATED_DIR;
+        MakeDirs(d);
+        return d;
+    }();
+    return dir;
+}
+
+std::string Generated(const std::string& name, const std::function<bool(const std::string& path)>& make) {
+    const std::string path = GeneratedDir() + "/" + name;
+    if (FileSize(path) > 0) return path;
+    static std::atomic<int> counter{0};
+    const std::string temp = GeneratedDir() + "/.tmp." + std::to_string(::getpid()) + "." +
+                             std::to_string(counter++) + "." + name;
+    if (!make(temp) || FileSize(temp) <= 0) {
+        std::remove(temp.c_str());
+        ADD_FAILURE() << "could not generate test file " << name;
+        return "";
+    }
+    if (std::rename(temp.c_str(), path.c_str()) != 0) {
+        std::remove(temp.c_str());
+        ADD_FAILURE() << "could not move test file into place: " << name;
+        return "";
+    }
+    return path;
+}
+
+bool Run(const std::string& command) {
+    const std::string log = ScratchDir() + "/run.log";
+    const int rc = std::system((command + " >" + log + " 2>&1").c_str());
+    if (rc != 0) {
+        std::ifstream in(log);
+        std::stringstream text;
+        text << in.rdbuf();
+        std::fprintf(stderr, "command failed (%d): %s\n%s\n", rc, command.c_str(), text.str().c_str());
+    }
+    return rc == 0;
+}
+
+std::string Ffmpeg() { return "ffmpeg -nostdin -hide_banner -loglevel error -y"; }
+std::string Ffprobe() { return "ffprobe -v error"; }
+
+std::string Capture(const std::string& command) {
+    std::string out;
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (!pipe) return out;
+    char buffer[4096];
+    size_t n;
+    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+    if (::pclose(pipe) != 0) return "";
+    return out;
+}
+
+std::string SharedFixture(const std::string& name) {
+    const std::string path = std::string(ZORV_SOURCE_DIR) + "/../shared/fixtures/" + name;
+    return Exists(path) ? path : "";
+}
+
+std::string DataFile(const std::string& name) { return std::string(ZORV_SOURCE_DIR) + "/tests/data/" + name; }
+
+std::string BinDir() { return ZORV_BIN_DIR; }
+
+std::vector<uint8_t> ReadAll(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+bool WriteAll(const std::string& path, const std::vector<uint8_t>& bytes) {
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return static_cast<bool>(out);
+}
+
+std::string ScratchDir() {
+    static const std::string dir = [] {
+        const char* base = std::getenv("TMPDIR");
+        std::string pattern = std::string(base && *base ? base : "/tmp") + "/zorv-test-XXXXXX";
+        std::vector<char> buf(pattern.begin(), pattern.end());
+        buf.push_back('\0');
+        const char* made = ::mkdtemp(buf.data());
+        std::string d = made ? made : "/tmp";
+        static std::string toRemove = d;
+        std::atexit([] { std::system(("rm -rf '" + toRemove + "'").c_str()); });
+        return d;
+    }();
+    return dir;
+}
+
+}  // namespace testfiles
