@@ -7,6 +7,9 @@ endfunction()
 # Adds an OBJECT library of the core and registers it for zorv_core.
 function(zorv_core_part name)
   cmake_parse_arguments(P "" "" "SOURCES;INCLUDES;LIBS" ${ARGN})
+  if(NOT P_SOURCES)
+    return()  # a folder whose sources have not been written yet
+  endif()
   add_library(${name} OBJECT ${P_SOURCES})
   if(P_INCLUDES)
     target_include_directories(${name} PUBLIC ${P_INCLUDES})
