@@ -16,7 +16,7 @@ std::atomic<HMODULE> siblingForNoSamples{nullptr};
 
 }  // namespace
 
-DWORD HandOverToSibling(DecodeJob* job, SiblingHandOverPoint point) {
+DWORD HandOverToSibling(const DecodeJob& job, SiblingHandOverPoint point) {
     std::atomic<HMODULE>& slot =
         point == SiblingHandOverPoint::UnusableConfiguration ? siblingForConfiguration : siblingForNoSamples;
     HMODULE module = slot.load();
@@ -26,13 +26,12 @@ DWORD HandOverToSibling(DecodeJob* job, SiblingHandOverPoint point) {
     }
     auto siblingDecode = module ? reinterpret_cast<ZorvDecodeFn>(GetProcAddress(module, "Decode")) : nullptr;
     if (siblingDecode == nullptr) {
-        PostFinal(*job, job->msgFailed);
-        ReleaseDecodeJob(job);
+        PostFinal(job, job.msgFailed);
         return 1;
     }
 
-    HANDLE siblingThread = siblingDecode(job->path, job->hostThreadId, job->startPosition, job->msgFailed,
-                                         job->msgDone, job->msgBlock, job->msgFormat, job->trackNumber);
+    HANDLE siblingThread = siblingDecode(job.path, job.hostThreadId, job.startPosition, job.msgFailed, job.msgDone,
+                                         job.msgBlock, job.msgFormat, job.trackNumber);
     if (siblingThread != nullptr) {
         // Our thread handle, which the host holds, must mark the end of the sibling's work too.
         WaitForSingleObject(siblingThread, INFINITE);
@@ -40,7 +39,5 @@ DWORD HandOverToSibling(DecodeJob* job, SiblingHandOverPoint point) {
         // handed-over file.
         CloseHandle(siblingThread);
     }
-    // The sibling copied the path it needed, so ours can go.
-    ReleaseDecodeJob(job);
     return 0;
 }

@@ -18,7 +18,10 @@ HANDLE HandOverDecode(const WCHAR* path, DWORD host, uint64_t* start, UINT faile
     return CreateThread(
         nullptr, 0,
         [](LPVOID p) -> DWORD {
-            return HandOverToSibling(static_cast<DecodeJob*>(p), SiblingHandOverPoint::UnusableConfiguration);
+            auto* owned = static_cast<DecodeJob*>(p);
+            const DWORD code = HandOverToSibling(*owned, SiblingHandOverPoint::UnusableConfiguration);
+            ReleaseDecodeJob(owned);
+            return code;
         },
         job, 0, nullptr);
 }

@@ -27,7 +27,12 @@ HANDLE HandOverDecode(const WCHAR* path, DWORD host, uint64_t* start, UINT faile
     lstrcpyW(job->path, path);
     *job = DecodeJob{job->path, host, 0, failed, done, block, format, nullptr, start, track};
     HANDLE thread = CreateThread(
-        nullptr, 0, [](LPVOID p) -> DWORD { return HandOverToSibling(static_cast<DecodeJob*>(p), Point); }, job,
+        nullptr, 0, [](LPVOID p) -> DWORD {
+            auto* owned = static_cast<DecodeJob*>(p);
+            const DWORD code = HandOverToSibling(*owned, Point);
+            ReleaseDecodeJob(owned);
+            return code;
+        }, job,
         CREATE_SUSPENDED, nullptr);
     job->thread = thread;
     ResumeThread(thread);

@@ -29,6 +29,22 @@ DWORD WINAPI WatchThread(LPVOID p) {
     return 0;
 }
 
+BlockCopy Copy(const PcmBlock& b) {
+    BlockCopy c;
+    c.data = b.data;
+    c.byteCount = b.byteCount;
+    c.progress = b.progress;
+    c.channels = b.channels;
+    c.sampleRate = b.sampleRate;
+    c.bitsPerSample = b.bitsPerSample;
+    c.isFloat = b.isFloat;
+    c.readyEvent = b.readyEvent;
+    c.cancel = b.cancel;
+    c.jobThread = b.jobThread;
+    c.lossySource = b.lossySource;
+    return c;
+}
+
 }  // namespace
 
 UINT MessageId(size_t job, int role) { return kBase + static_cast<UINT>(job) * 4 + static_cast<UINT>(role); }
@@ -100,7 +116,7 @@ std::vector<JobRecord> RunJobs(const std::vector<std::string>& paths, const RunO
         bool cancel = false;
         if (role == 3) {
             r.gotFormat = true;
-            std::memcpy(&r.format, block, sizeof(PcmBlock));
+            r.format = Copy(*block);
             r.hadStartValue = options.useStartPosition;
             r.startValueAtFormat = *starts[k];
             cancel = options.cancelAt == 0;
@@ -108,12 +124,14 @@ std::vector<JobRecord> RunJobs(const std::vector<std::string>& paths, const RunO
             ++blocksSeen[k];
             uint64_t bytes = block->byteCount;
             if (r.format.bitsPerSample == 20) bytes = bytes / 2 * 3;  // 3-byte samples, 2-byte count
-            r.pcm.insert(r.pcm.end(), block->data, block->data + bytes);
-            r.blockSizes.push_back(block->byteCount);
-            r.progress.push_back(block->progress);
-            PcmBlock copy;
-            std::memcpy(&copy, block, sizeof copy);
-            r.blocks.push_back(copy);
+            // The record is packed: read its fields by value, never bind references to them.
+            const uint8_t* data = block->data;
+            const uint32_t byteCount = block->byteCount;
+            const double progress = block->progress;
+            r.pcm.insert(r.pcm.end(), data, data + bytes);
+            r.blockSizes.push_back(byteCount);
+            r.progress.push_back(progress);
+            r.blocks.push_back(Copy(*block));
             cancel = options.cancelAt == blocksSeen[k];
         }
         if (cancel) block->cancel = 1;

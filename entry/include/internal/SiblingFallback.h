@@ -10,7 +10,8 @@ enum class SiblingHandOverPoint {
     NoSamples,              // the track has no samples
 };
 
-// Loads the sibling (once per hand-over point), starts its job with this job's values, waits
-// until that job's thread has ended, releases `job` and returns this thread's exit code:
-// 0 after a hand-over, 1 when the sibling or its export is missing (then msgFailed is posted).
-DWORD HandOverToSibling(DecodeJob* job, SiblingHandOverPoint point);
+// Loads the sibling (once per hand-over point), starts its job with this job's values and waits
+// until that job's thread has ended. Returns this thread's exit code: 0 after a hand-over, 1
+// when the sibling or its export is missing (then msgFailed is posted). The caller releases
+// `job` afterwards (the sibling has made its own copy of the path).
+DWORD HandOverToSibling(const DecodeJob& job, SiblingHandOverPoint point);
