@@ -40,7 +40,7 @@ fuzz: setup
 	  -DZORV_BUILD_FUZZ=ON -DZORV_BUILD_TESTS=OFF -DZORV_BUILD_BENCH=OFF \
 	  -DCMAKE_C_FLAGS=-fsanitize=fuzzer-no-link,address,undefined \
 	  -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link,address,undefined > /dev/null
-	@ninja -C build-fuzz -j$(JOBS)
+	@ninja -C build-fuzz -j$(JOBS) zorv_fuzzers
 
 # Compiles every fuzz target and runs each briefly over the test material as seeds.
 fuzz-smoke: fuzz test-fast
