@@ -18,7 +18,7 @@ for f in tests/data/* "$test_build"/testdata/* "$(dirname "$0")"/../examples/*; 
 done
 dict_dir=fuzz
 for target in "${targets[@]}"; do
-  [ -x "$target" ] || continue
+  [ -f "$target" ] && [ -x "$target" ] || continue
   name=$(basename "$target")
   dict=()
   [ -f "$dict_dir/$name.dict" ] && dict=(-dict="$dict_dir/$name.dict")
