@@ -1,0 +1,59 @@
+#include "Mp4Metadata.h"
+
+#include "Mp4BoxHeader.h"
+
+namespace {
+
+std::string TextAfterVersion(Mp4Reader payload) {
+    payload.Skip(4);  // version and flags
+    const std::vector<uint8_t> bytes = payload.Rest();
+    return std::string(bytes.begin(), bytes.end());
+}
+
+Mp4DataValue ParseData(Mp4Reader payload) {
+    Mp4DataValue data;
+    payload.Skip(2);  // reserved type bytes
+    data.typeSetIdentifier = payload.U8();
+    data.typeCode = payload.U8();
+    data.locale = payload.U32();
+    data.value = payload.Rest();
+    return data;
+}
+
+Mp4FreeformItem ParseFreeform(Mp4Reader payload, int depth) {
+    Mp4FreeformItem item;
+    Mp4ForEachChild(payload, depth, [&](const Mp4BoxHeader& header, Mp4Reader child, Mp4Reader) {
+        switch (header.box) {
+            case Mp4Box::Mean:
+                if (!item.hasMean) item.mean = TextAfterVersion(child);
+                item.hasMean = true;
+                break;
+            case Mp4Box::Name:
+                if (!item.hasName) item.name = TextAfterVersion(child);
+                item.hasName = true;
+                break;
+            case Mp4Box::Data:
+                item.data.push_back(ParseData(child));
+                break;
+            default:
+                break;
+        }
+    });
+    return item;
+}
+
+}  // namespace
+
+std::vector<Mp4FreeformItem> Mp4ParseIlst(Mp4Reader payload, int depth) {
+    std::vector<Mp4FreeformItem> items;
+    Mp4ForEachChild(payload, depth, [&](const Mp4BoxHeader& header, Mp4Reader child, Mp4Reader) {
+        if (header.box == Mp4Box::Freeform) items.push_back(ParseFreeform(child, depth + 1));
+    });
+    return items;
+}
+
+bool Mp4ItemMatches(const Mp4FreeformItem& item, const std::string& meaning, const std::string& name) {
+    if (!item.hasMean || item.mean != meaning) return false;
+    if (name.empty()) return true;
+    return item.hasName && item.name == name;
+}

@@ -1,0 +1,88 @@
+#include "Mp4Source.h"
+
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
+namespace {
+
+class FileSource : public Mp4Source {
+public:
+    FileSource(std::FILE* file, uint64_t size) : file_(file), size_(size) {}
+    ~FileSource() override { std::fclose(file_); }
+    FileSource(const FileSource&) = delete;
+    FileSource& operator=(const FileSource&) = delete;
+
+    uint64_t Size() const override { return size_; }
+
+    bool Read(uint64_t offset, uint8_t* out, size_t count) override {
+        if (offset > size_ || count > size_ - offset) return false;
+        if (count == 0) return true;
+        if (!Seek(file_, offset)) return false;
+        return std::fread(out, 1, count, file_) == count;
+    }
+
+    static bool Seek(std::FILE* file, uint64_t offset) {
+#ifdef _WIN32
+        return _fseeki64(file, static_cast<int64_t>(offset), SEEK_SET) == 0;
+#else
+        return fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0;
+#endif
+    }
+
+private:
+    std::FILE* file_;
+    uint64_t size_;
+};
+
+class MemorySource : public Mp4Source {
+public:
+    MemorySource(const uint8_t* data, size_t size) : bytes_(data, data + size) {}
+    uint64_t Size() const override { return bytes_.size(); }
+    bool Read(uint64_t offset, uint8_t* out, size_t count) override {
+        if (offset > bytes_.size() || count > bytes_.size() - offset) return false;
+        if (count != 0) std::memcpy(out, bytes_.data() + offset, count);
+        return true;
+    }
+
+private:
+    std::vector<uint8_t> bytes_;
+};
+
+std::FILE* OpenForReading(const char* utf8Name) {
+#ifdef _WIN32
+    const int wideCount = MultiByteToWideChar(CP_UTF8, 0, utf8Name, -1, nullptr, 0);
+    if (wideCount <= 0) return nullptr;
+    std::vector<wchar_t> wide(static_cast<size_t>(wideCount));
+    if (MultiByteToWideChar(CP_UTF8, 0, utf8Name, -1, wide.data(), wideCount) <= 0) return nullptr;
+    return _wfopen(wide.data(), L"rb");
+#else
+    return std::fopen(utf8Name, "rb");
+#endif
+}
+
+}  // namespace
+
+std::unique_ptr<Mp4Source> Mp4OpenFileSource(const char* utf8Name) {
+    std::FILE* file = OpenForReading(utf8Name);
+    if (!file) return nullptr;
+    int64_t end = -1;
+#ifdef _WIN32
+    if (_fseeki64(file, 0, SEEK_END) == 0) end = _ftelli64(file);
+#else
+    if (fseeko(file, 0, SEEK_END) == 0) end = static_cast<int64_t>(ftello(file));
+#endif
+    if (end < 0) {
+        std::fclose(file);
+        return nullptr;
+    }
+    return std::make_unique<FileSource>(file, static_cast<uint64_t>(end));
+}
+
+std::unique_ptr<Mp4Source> Mp4MemorySource(const uint8_t* data, size_t size) {
+    return std::make_unique<MemorySource>(data, size);
+}
