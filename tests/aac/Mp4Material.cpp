@@ -1,0 +1,219 @@
+#include "Mp4Material.h"
+
+#include <neaacdec.h>
+
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <sstream>
+
+#include "TestFiles.h"
+#include "mp4v2/mp4v2.h"
+
+namespace mp4material {
+namespace {
+
+const char* Layout(uint32_t channels) {
+    switch (channels) {
+        case 1: return "mono";
+        case 2: return "stereo";
+        case 6: return "5.1";
+        case 8: return "7.1";
+        default: return "";
+    }
+}
+
+std::string LavfiInput(const Source& s) {
+    std::ostringstream o;
+    o << "-f lavfi -i 'aevalsrc=exprs=" << s.expression << ":s=" << s.rate << ":c=" << Layout(s.channels)
+      << ",atrim=end_sample=" << s.frames << "'";
+    return o.str();
+}
+
+std::vector<float> ReadFloats(const std::string& path) {
+    std::vector<uint8_t> bytes = testfiles::ReadAll(path);
+    std::vector<float> out(bytes.size() / sizeof(float));
+    if (!out.empty()) std::memcpy(out.data(), bytes.data(), out.size() * sizeof(float));
+    return out;
+}
+
+NeAACDecHandle OpenDecoder(bool dontUpSample) {
+    NeAACDecHandle h = NeAACDecOpen();
+    if (h == nullptr) return nullptr;
+    NeAACDecConfigurationPtr cfg = NeAACDecGetCurrentConfiguration(h);
+    cfg->outputFormat = FAAD_FMT_FLOAT;
+    cfg->downMatrix = 0;
+    cfg->dontUpSampleImplicitSBR = dontUpSample ? 1 : 0;
+    NeAACDecSetConfiguration(h, cfg);
+    return h;
+}
+
+}  // namespace
+
+Source Signal(uint32_t rate, uint32_t channels, uint64_t frames) {
+    std::ostringstream o;
+    for (uint32_t c = 0; c < channels; ++c) {
+        if (c) o << '|';
+        // A chirp rising from a channel-specific start, with noise bursts four times a second.
+        o << "0.3*sin(2*PI*(" << (200 + 60 * c) << "*t+" << (250 + 20 * c) << "*t*t))"
+          << "+0.2*(2*random(" << c << ")-1)*lt(mod(t+" << c << "*0.03\\,0.25)\\,0.06)";
+    }
+    return {o.str(), rate, channels, frames};
+}
+
+double ToneHz(uint32_t channel) {
+    static const double kHz[] = {300, 500, 700, 60, 900, 1100, 1300, 1500};
+    return kHz[channel % 8];
+}
+
+Source Tones(uint32_t rate, uint32_t channels, uint64_t frames) {
+    std::ostringstream o;
+    for (uint32_t c = 0; c < channels; ++c) o << (c ? "|" : "") << "0.4*sin(2*PI*" << ToneHz(c) << "*t)";
+    return {o.str(), rate, channels, frames};
+}
+
+std::vector<float> Reference(const std::string& name, const Source& source) {
+    std::string path = testfiles::Generated(name + ".f32", [&](const std::string& out) {
+        return testfiles::Run(testfiles::Ffmpeg() + " " + LavfiInput(source) + " -f f32le " + out);
+    });
+    return path.empty() ? std::vector<float>{} : ReadFloats(path);
+}
+
+std::string LcMp4(const std::string& name, const Source& source, const std::string& muxArgs) {
+    return testfiles::Generated(name + ".m4a", [&](const std::string& out) {
+        return testfiles::Run(testfiles::Ffmpeg() + " " + LavfiInput(source) + " -c:a aac -b:a " +
+                              std::to_string(64000 * source.channels) + " " + muxArgs + " -f mp4 " + out);
+    });
+}
+
+Encoded HeMp4(const std::string& name, const Source& source, int aot, uint32_t bitrate, const std::string& muxArgs) {
+    Encoded e;
+    // The info file holds the encoder's report; the MP4 beside it is made in the same step.
+    std::string mp4 = testfiles::GeneratedDir() + "/" + name + ".m4a";
+    std::string info = testfiles::Generated(name + ".info", [&](const std::string& out) {
+        std::string pcm = testfiles::ScratchDir() + "/" + name + ".s16";
+        std::string adts = testfiles::ScratchDir() + "/" + name + ".aac";
+        if (!testfiles::Run(testfiles::Ffmpeg() + " " + LavfiInput(source) + " -f s16le " + pcm)) return false;
+        std::string report = testfiles::Capture(testfiles::BinDir() + "/zorv_test_aacenc " + std::to_string(aot) + " " +
+                                                std::to_string(source.rate) + " " + std::to_string(source.channels) +
+                                                " " + std::to_string(bitrate) + " " + pcm + " " + adts);
+        if (report.empty()) return false;
+        if (!testfiles::Run(testfiles::Ffmpeg() + " -i " + adts + " -c:a copy " + muxArgs + " -f mp4 " + mp4))
+            return false;
+        return testfiles::WriteAll(out, std::vector<uint8_t>(report.begin(), report.end()));
+    });
+    if (info.empty()) return e;
+    std::vector<uint8_t> text = testfiles::ReadAll(info);
+    std::string s(text.begin(), text.end());
+    unsigned delay = 0, frameLength = 0;
+    unsigned long long units = 0;
+    if (std::sscanf(s.c_str(), "delay=%u frameLength=%u units=%llu", &delay, &frameLength, &units) != 3) return e;
+    e.path = mp4;
+    e.delay = delay;
+    e.frameLength = frameLength;
+    e.units = static_cast<uint32_t>(units);
+    return e;
+}
+
+std::string Patched(const std::string& name, const std::string& from, const std::vector<std::string>& patches) {
+    return testfiles::Generated(name + ".m4a", [&](const std::string& out) {
+        if (!testfiles::Run("cp '" + from + "' " + out)) return false;
+        for (const std::string& p : patches)
+            if (!testfiles::Run(testfiles::BinDir() + "/zorv_test_mp4patch " + p.substr(0, p.find(' ')) + " " + out +
+                                p.substr(p.find(' '))))
+                return false;
+        return true;
+    });
+}
+
+std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length) {
+    char text[96];
+    std::snprintf(text, sizeof text, "' 00000000 %08X %08X %016llX 00000000'", delay, padding,
+                  static_cast<unsigned long long>(length));
+    return text;
+}
+
+int BestLag(const std::vector<float>& reference, const std::vector<float>& output, uint32_t channels,
+            uint32_t channel, int maxLag) {
+    long frames = static_cast<long>(reference.size() / channels);
+    long outFrames = static_cast<long>(output.size() / channels);
+    long from = frames / 4;
+    long to = from + std::min(frames / 2, 20000L);
+    double best = -2;
+    int bestLag = maxLag + 1;
+    for (int lag = -maxLag; lag <= maxLag; ++lag) {
+        double xy = 0, xx = 0, yy = 0;
+        for (long i = from; i < to; ++i) {
+            long j = i + lag;
+            if (j < 0 || j >= outFrames) continue;
+            double x = reference[static_cast<size_t>(i) * channels + channel];
+            double y = output[static_cast<size_t>(j) * channels + channel];
+            xy += x * y;
+            xx += x * x;
+            yy += y * y;
+        }
+        double c = xy / std::sqrt(xx * yy + 1e-20);
+        if (c > best) {
+            best = c;
+            bestLag = lag;
+        }
+    }
+    return bestLag;
+}
+
+double ToneLevel(const std::vector<float>& pcm, uint32_t channels, uint32_t channel, uint32_t rate, double hz) {
+    size_t frames = pcm.size() / channels;
+    size_t from = frames / 4;
+    size_t count = frames / 2;
+    double w = 2 * M_PI * hz / rate;
+    double coeff = 2 * std::cos(w), s1 = 0, s2 = 0;
+    for (size_t i = from; i < from + count; ++i) {
+        double s0 = pcm[i * channels + channel] + coeff * s1 - s2;
+        s2 = s1;
+        s1 = s0;
+    }
+    double power = s1 * s1 + s2 * s2 - coeff * s1 * s2;
+    return 2 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(count);
+}
+
+Decoded DecodeTrack(const std::string& path) {
+    Decoded d;
+    MP4FileHandle file = MP4Read(path.c_str());
+    if (file == MP4_INVALID_FILE_HANDLE) return d;
+    std::unique_ptr<void, void (*)(void*)> closeFile(file, [](void* f) { MP4Close(f, 0); });
+    MP4TrackId track = MP4FindTrackId(file, 0, MP4_AUDIO_TRACK_TYPE, 0);
+    uint8_t* config = nullptr;
+    uint32_t configSize = 0;
+    if (!MP4GetTrackESConfiguration(file, track, &config, &configSize) || config == nullptr) return d;
+    std::vector<uint8_t> asc(config, config + configSize);
+    MP4Free(config);
+
+    for (bool dontUpSample : {false, true}) {
+        NeAACDecHandle h = OpenDecoder(dontUpSample);
+        std::unique_ptr<void, void (*)(void*)> closeDecoder(h, [](void* p) { NeAACDecClose(p); });
+        unsigned long rate = 0;
+        unsigned char channels = 0;
+        if (NeAACDecInit2(h, asc.data(), configSize, &rate, &channels) < 0) return d;
+        d.pcm.clear();
+        bool upsampledWithoutSbr = false;
+        MP4SampleId count = MP4GetTrackNumberOfSamples(file, track);
+        for (MP4SampleId id = 1; id <= count; ++id) {
+            uint8_t* bytes = nullptr;
+            uint32_t size = 0;
+            if (!MP4ReadSample(file, track, id, &bytes, &size)) break;
+            NeAACDecFrameInfo info{};
+            auto* out = static_cast<float*>(NeAACDecDecode(h, &info, bytes, size));
+            MP4Free(bytes);
+            if (id == 1 && info.sbr == NO_SBR_UPSAMPLED) upsampledWithoutSbr = true;
+            if (info.error || info.samples == 0 || out == nullptr) continue;
+            d.rate = static_cast<uint32_t>(info.samplerate);
+            d.channels = info.channels;
+            d.pcm.insert(d.pcm.end(), out, out + info.samples);
+        }
+        if (!upsampledWithoutSbr) break;  // otherwise decode again at the core rate, as the job does
+    }
+    d.ok = d.channels > 0;
+    return d;
+}
+
+}  // namespace mp4material
