@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "TrackInfo.h"
 #include "Win32Api.h"
 #include "WavWriter.h"
 
@@ -36,6 +37,7 @@ struct Slot {
     bool failed = false;
     bool cancelled = false;
     bool outputError = false;
+    std::string infoText;      // --info: printed whole when the job ends, so lines never interleave
 };
 
 struct WatchRequest {
@@ -162,9 +164,11 @@ private:
                 slot.format.bitsPerSample = block->bitsPerSample;
                 slot.format.isFloat = block->isFloat != 0;
                 if (options_.info) {
-                    std::printf("%s: %u channels, %u Hz, %u-bit %s%s\n", input.c_str(), block->channels,
-                                block->sampleRate, block->bitsPerSample, block->isFloat ? "float" : "integer",
-                                block->lossySource ? "" : ", lossless");
+                    char line[512];
+                    std::snprintf(line, sizeof line, "%s: %u channels, %u Hz, %u-bit %s%s\n", input.c_str(),
+                                  block->channels, block->sampleRate, block->bitsPerSample,
+                                  block->isFloat ? "float" : "integer", block->lossySource ? "" : ", lossless");
+                    slot.infoText = line;
                     Cancel(slot, *block);
                     return;
                 }
@@ -245,6 +249,10 @@ private:
         if (slot.outputError) {
             ++summary_.outputErrors;
         } else if (options_.info) {
+            // The track list helps pick a track even when the chosen one cannot be decoded.
+            if (slot.infoText.empty()) slot.infoText = input + ": no format announced\n";
+            std::fputs((slot.infoText + DescribeSoundTracks(input)).c_str(), stdout);
+            std::fflush(stdout);
             if (!slot.cancelled) {
                 std::fprintf(stderr, "zorv-decode: %s: not a file this decoder can read\n", input.c_str());
                 ++summary_.failed;

@@ -1,3 +1,4 @@
+#include <cstring>
 #include "Mp4Material.h"
 
 #include <neaacdec.h>

@@ -1,0 +1,155 @@
+// Which job a file reaches, seen from the host: the lossless job announces integer PCM without
+// the lossy flag, the FAAD2 jobs 32-bit float, the test sibling 8 kHz, and a file nothing can
+// decode gets one failure message.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "TestFiles.h"
+#include "TestHost.h"
+#include "Win32Api.h"
+
+namespace {
+
+using testfiles::Ffmpeg;
+using testfiles::Generated;
+using testfiles::Run;
+
+const std::string kTone = "-f lavfi -i \"sine=frequency=440:sample_rate=44100:duration=1\"";
+const std::string kTone48 = "-f lavfi -i \"sine=frequency=660:sample_rate=48000:duration=1\"";
+
+std::string AacThenAlac() {
+    return Generated("route-aac-then-alac.m4a", [](const std::string& out) {
+        return Run(Ffmpeg() + " " + kTone + " " + kTone48 +
+                   " -map 0 -map 1 -c:a:0 aac -c:a:1 alac -sample_fmt:a:1 s16p -f mp4 " + out);
+    });
+}
+
+std::string VideoThenAlac() {
+    return Generated("route-video-then-alac.mp4", [](const std::string& out) {
+        return Run(Ffmpeg() + " -f lavfi -i color=c=blue:s=64x64:d=1 " + kTone +
+                   " -map 0 -map 1 -c:v mpeg4 -c:a alac -sample_fmt s16p -f mp4 " + out);
+    });
+}
+
+std::string AdtsFile() {
+    return Generated("route-adts.aac", [](const std::string& out) {
+        return Run(Ffmpeg() + " " + kTone + " -c:a aac -f adts " + out);
+    });
+}
+
+std::string EmptyMoovAac() {
+    return Generated("route-empty-moov.mp4", [](const std::string& out) {
+        return Run(Ffmpeg() + " " + kTone + " -c:a aac -movflags frag_keyframe+empty_moov -f mp4 " + out);
+    });
+}
+
+// An AAC track whose AudioSpecificConfig names object type 0, which FAAD2 refuses.
+std::string UnparseableConfig() {
+    return Generated("route-bad-asc.m4a", [](const std::string& out) {
+        const std::string plain = out + ".src.m4a";
+        if (!Run(Ffmpeg() + " " + kTone + " -c:a aac -f mp4 " + plain)) return false;
+        std::vector<uint8_t> bytes = testfiles::ReadAll(plain);
+        std::remove(plain.c_str());
+        // DecoderSpecificInfo: tag 5, its length in one to four bytes, then the configuration,
+        // which begins 0x12 for AAC-LC at 44.1 kHz. Zero it all.
+        for (size_t i = 0; i + 4 < bytes.size(); ++i) {
+            if (bytes[i] != 0x05) continue;
+            size_t j = i + 1;
+            while (j < bytes.size() && bytes[j] == 0x80) ++j;
+            const size_t length = j < bytes.size() ? bytes[j] : 0;
+            if (length >= 2 && length < 16 && j + length < bytes.size() && bytes[j + 1] == 0x12) {
+                std::fill(bytes.begin() + static_cast<long>(j + 1), bytes.begin() + static_cast<long>(j + 1 + length), 0);
+                return testfiles::WriteAll(out, bytes);
+            }
+        }
+        return false;
+    });
+}
+
+HMODULE Sibling() { return LoadLibraryW(u"zorv_ffmpeg.dll"); }
+
+int SiblingJobsEnded() {
+    auto fn = reinterpret_cast<int (*)()>(GetProcAddress(Sibling(), "TestSiblingJobsEnded"));
+    return fn ? fn() : -1;
+}
+
+testhost::JobRecord RunAt(const std::string& path, uint32_t track) {
+    testhost::RunOptions options;
+    options.trackNumber = track;
+    options.cancelAt = 0;  // the format tells the route; no need to decode
+    return testhost::RunJob(path, options);
+}
+
+bool IsLossless(const testhost::JobRecord& r) { return r.gotFormat && r.format.lossySource == 0; }
+bool IsFaad(const testhost::JobRecord& r) { return r.gotFormat && r.format.isFloat == 1 && r.format.lossySource; }
+bool IsSibling(const testhost::JobRecord& r) { return r.gotFormat && r.format.sampleRate == 8000; }
+
+TEST(Routing, SoundTracksAreCountedWithoutOtherTracks) {
+    ASSERT_NE(Sibling(), nullptr);
+    const std::string mixed = AacThenAlac();
+    const std::string video = VideoThenAlac();
+    struct Row {
+        const char* name;
+        std::string path;
+        uint32_t track;
+        bool lossless;
+        uint32_t rate;
+    } rows[] = {
+        {"video first, sound track 1 is ALAC", video, 1, true, 44100},
+        {"video first, any track", video, 0, true, 44100},
+        {"AAC then ALAC, any track: the probe takes ALAC", mixed, 0, true, 48000},
+        {"AAC then ALAC, track 1 is the AAC one", mixed, 1, false, 44100},
+        {"AAC then ALAC, track 2", mixed, 2, true, 48000},
+    };
+    for (const auto& row : rows) {
+        testhost::JobRecord r = RunAt(row.path, row.track);
+        ASSERT_TRUE(r.gotFormat) << row.name;
+        EXPECT_EQ(IsLossless(r), row.lossless) << row.name;
+        if (!row.lossless) {
+            EXPECT_TRUE(IsFaad(r)) << row.name;
+        }
+        EXPECT_EQ(r.format.sampleRate, row.rate) << row.name;
+        EXPECT_EQ(r.finalMessages, 0) << row.name << ": a cancel at the format ends silently";
+    }
+    // A sound track that does not exist: the AAC job finds no configuration and hands over.
+    testhost::JobRecord missing = RunAt(mixed, 3);
+    EXPECT_TRUE(IsSibling(missing));
+}
+
+TEST(Routing, EachKindOfFileReachesItsJob) {
+    ASSERT_NE(Sibling(), nullptr);
+    struct Row {
+        const char* name;
+        std::string path;
+        bool (*expected)(const testhost::JobRecord&);
+        bool siblingRuns;
+    } rows[] = {
+        {"ADTS stream: raw path", AdtsFile(), IsFaad, false},
+        {"configuration FAAD2 refuses: sibling", UnparseableConfig(), IsSibling, true},
+        {"AAC track without samples: sibling", EmptyMoovAac(), IsSibling, true},
+    };
+    for (const auto& row : rows) {
+        const int before = SiblingJobsEnded();
+        testhost::JobRecord r = testhost::RunJob(row.path);
+        EXPECT_TRUE(row.expected(r)) << row.name;
+        EXPECT_EQ(SiblingJobsEnded() - before, row.siblingRuns ? 1 : 0) << row.name;
+        EXPECT_EQ(r.finalMessages, 1) << row.name;
+        EXPECT_EQ(r.final, testhost::Final::Done) << row.name;
+    }
+}
+
+TEST(Routing, UsacTracksGoToTheXheAacJob) {
+    const std::string usac = testfiles::DataFile("xhe_st44_p1.m4a");
+    ASSERT_NE(Sibling(), nullptr);
+    const int before = SiblingJobsEnded();
+    testhost::JobRecord r = testhost::RunJob(usac);
+    EXPECT_EQ(SiblingJobsEnded(), before) << "never the FAAD2 path or its hand-over";
+    EXPECT_EQ(r.finalMessages, 1);
+    if (r.gotFormat) {
+        EXPECT_EQ(r.format.isFloat, 0u) << "the xHE-AAC job delivers integers";
+        EXPECT_EQ(r.format.lossySource, 1);
+    }
+}
+
+}  // namespace
