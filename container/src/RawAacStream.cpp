@@ -30,7 +30,8 @@ int32_t ToMilliseconds(double seconds) {
     return static_cast<int32_t>(ms);
 }
 
-// Clears the buffer and reads a full buffer from the file's position.
+// Clears the buffer and reads a full buffer from the file's position, which becomes the origin of
+// the stream position.
 void FillStreamBuffer(RawAacStream& stream) {
     std::memset(stream.buffer, 0, kStreamBufferBytes);
     const size_t got = std::fread(stream.buffer, 1, kStreamBufferBytes, stream.file);

@@ -1,0 +1,244 @@
+// The raw ADTS/ADIF job driven by the test host: sample-exact gapless output against an
+// independent decode, channel order, trailing tags, the error policy, progress and cancel.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+#include "AacJobs.h"
+#include "DecodeJob.h"
+#include "RawTestMaterial.h"
+#include "TestFiles.h"
+#include "TestHost.h"
+
+namespace {
+
+using rawtest::Bytes;
+
+// Starts the raw job directly, the way the router will for a file that is not MP4.
+DWORD WINAPI RawJobThread(LPVOID parameter) {
+    auto* job = static_cast<DecodeJob*>(parameter);
+    PcmBlock block{};
+    RunRawAacJob(*job, block);
+    ReleaseDecodeJob(job);
+    return 0;
+}
+
+void* RawDecode(const ZorvPathChar* path, uint32_t hostThreadId, uint64_t* startPosition, uint32_t msgFailed,
+                uint32_t msgDone, uint32_t msgBlock, uint32_t msgFormat, uint32_t trackNumber) {
+    auto* job = static_cast<DecodeJob*>(std::calloc(1, sizeof(DecodeJob)));
+    const size_t length = static_cast<size_t>(lstrlenW(path)) + 1;
+    job->path = static_cast<WCHAR*>(std::malloc(length * sizeof(WCHAR)));
+    lstrcpyW(job->path, path);
+    job->hostThreadId = hostThreadId;
+    job->startPosition = startPosition;
+    job->msgFailed = msgFailed;
+    job->msgDone = msgDone;
+    job->msgBlock = msgBlock;
+    job->msgFormat = msgFormat;
+    job->trackNumber = trackNumber;
+    HANDLE thread = CreateThread(nullptr, 0, RawJobThread, job, CREATE_SUSPENDED, nullptr);
+    job->thread = thread;
+    ResumeThread(thread);
+    return thread;
+}
+
+testhost::JobRecord RunRaw(const std::string& path, int cancelAt = -1) {
+    testhost::RunOptions options;
+    options.decode = RawDecode;
+    options.cancelAt = cancelAt;
+    return testhost::RunJob(path, options);
+}
+
+// Message roles of the test host: failed, done, block, format.
+std::vector<int> Roles(const testhost::JobRecord& r) {
+    std::vector<int> roles;
+    for (const testhost::Message& m : r.messages) {
+        for (int role = 0; role < 4; ++role) {
+            if (m.id == testhost::MessageId(0, role)) roles.push_back(role);
+        }
+    }
+    return roles;
+}
+constexpr int kFailed = 0, kDone = 1, kBlock = 2, kFormat = 3;
+
+// Format, any number of blocks, then `final`.
+void ExpectSequence(const testhost::JobRecord& r, int final, bool blocksExpected) {
+    const std::vector<int> roles = Roles(r);
+    ASSERT_GE(roles.size(), 2u);
+    EXPECT_EQ(roles.front(), kFormat);
+    EXPECT_EQ(roles.back(), final);
+    for (size_t i = 1; i + 1 < roles.size(); ++i) EXPECT_EQ(roles[i], kBlock) << i;
+    EXPECT_EQ(roles.size() > 2, blocksExpected);
+    EXPECT_EQ(r.finalMessages, 1);
+    EXPECT_TRUE(r.threadEnded);
+}
+
+std::vector<float> FfmpegDecode(const std::string& path) {
+    const std::string out = testfiles::ScratchDir() + "/ref.f32";
+    EXPECT_TRUE(testfiles::Run(testfiles::Ffmpeg() + " -c:a aac -i " + path + " -f f32le " + out));
+    const Bytes bytes = testfiles::ReadAll(out);
+    std::vector<float> samples(bytes.size() / 4);
+    std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
+    return samples;
+}
+
+struct LayoutCase {
+    const char* layout;
+    uint32_t channels;     // as FAAD2 delivers them (mono comes out as two equal channels)
+    uint32_t encoded;      // channels in the file
+    uint32_t sampleRate;
+    uint32_t frames;       // N
+};
+
+class GaplessLayouts : public ::testing::TestWithParam<LayoutCase> {};
+
+TEST_P(GaplessLayouts, TagWithGaplessDataDeliversExactlyTheInput) {
+    const LayoutCase& c = GetParam();
+    const std::string adts = rawtest::AdtsFile(c.layout, c.sampleRate, c.frames);
+    const Bytes stream = testfiles::ReadAll(adts);
+    const size_t aacFrames = rawtest::SplitAdts(stream).size();
+    // ffmpeg's encoder: 1024 frames of delay, the rest of the last AAC frame is padding.
+    const uint32_t padding = static_cast<uint32_t>(aacFrames * 1024 - 1024 - c.frames);
+    ASSERT_GT(padding, 0u);
+    const std::string path = rawtest::Write(std::string("gapless_") + c.layout + ".aac",
+                                            rawtest::Concat({rawtest::Id3WithSmpb(1024, padding, c.frames), stream}));
+    const testhost::JobRecord r = RunRaw(path);
+    ExpectSequence(r, kDone, true);
+    EXPECT_EQ(r.format.channels, c.channels);
+    EXPECT_EQ(r.format.sampleRate, c.sampleRate);
+    EXPECT_EQ(r.format.bitsPerSample, 32u);
+    EXPECT_EQ(r.format.isFloat, 1u);
+    EXPECT_EQ(r.format.lossySource, 1u);
+    for (uint32_t size : r.blockSizes) EXPECT_LE(size, 65536u);
+
+    const std::vector<float> got = testhost::AsFloats(r);
+    ASSERT_EQ(got.size(), size_t{c.frames} * c.channels);
+
+    // The same samples as an independent decoder's output without its first 1024 frames, in the
+    // host's channel order (ffmpeg's order for these layouts); channel c was encoded at
+    // amplitude 0.1 * (c + 1).
+    const std::vector<float> ref = FfmpegDecode(adts);
+    ASSERT_GE(ref.size(), (size_t{c.frames} + 1024) * c.encoded);
+    double worst = 0;
+    for (uint32_t f = 0; f < c.frames; ++f) {
+        for (uint32_t ch = 0; ch < c.channels; ++ch) {
+            const float want = ref[(size_t{f} + 1024) * c.encoded + (c.encoded == 1 ? 0 : ch)];
+            worst = std::max(worst, static_cast<double>(std::fabs(got[size_t{f} * c.channels + ch] - want)));
+        }
+    }
+    EXPECT_LT(worst, 1e-3);
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, GaplessLayouts,
+                         ::testing::Values(LayoutCase{"mono", 2, 1, 48000, 30000},
+                                           LayoutCase{"stereo", 2, 2, 44100, 44100},
+                                           LayoutCase{"5.1", 6, 6, 48000, 24000},
+                                           LayoutCase{"7.1", 8, 8, 48000, 24000}),
+                         [](const ::testing::TestParamInfo<LayoutCase>& row) {
+                             std::string name = row.param.layout;
+                             for (char& ch : name) {
+                                 if (ch == '.') ch = '_';
+                             }
+                             return name;
+                         });
+
+const std::string& Stereo() {
+    static const std::string path = rawtest::AdtsFile("stereo", 44100, 44100);
+    return path;
+}
+size_t StereoAacFrames() { return rawtest::SplitAdts(testfiles::ReadAll(Stereo())).size(); }
+
+TEST(RawAacJob, LengthWithoutUsableGaplessData) {
+    // FAAD2 withholds the first frame, which stands for the default delay of 1024: everything
+    // else is delivered, the padding included.
+    const size_t all = (StereoAacFrames() - 1) * 1024;
+    const Bytes adts = testfiles::ReadAll(Stereo());
+    struct Row {
+        const char* name;
+        Bytes file;
+        size_t frames;
+    };
+    const Row rows[] = {
+        {"NoTag", adts, all},
+        {"PaddingZeroIgnored", rawtest::Concat({rawtest::Id3WithSmpb(1024, 0, 44100), adts}), all},
+        {"Id3v1Behind", rawtest::Concat({adts, rawtest::Id3v1Tag()}), all},
+        {"ApeBehind", rawtest::Concat({adts, rawtest::ApeTag()}), all},
+        {"Lyrics3Behind", rawtest::Concat({adts, rawtest::Lyrics3Tag()}), all},
+        // A delay of 2112 is applied as found: 1024 of it were withheld, 1088 are skipped.
+        {"DelayFromTag", rawtest::Concat({rawtest::Id3WithSmpb(2112, 1, 44100), adts}), all - 1088 - 1},
+        // More padding than audio: nothing at all is delivered.
+        {"PaddingBeyondAudio", rawtest::Concat({rawtest::Id3WithSmpb(1024, 100000, 44100), adts}), 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const testhost::JobRecord r = RunRaw(rawtest::Write(std::string("len_") + row.name + ".aac", row.file));
+        ExpectSequence(r, kDone, row.frames != 0);
+        EXPECT_EQ(r.pcm.size(), row.frames * 2 * 4);
+    }
+}
+
+Bytes CorruptFrame(const Bytes& adts, size_t index) {
+    std::vector<Bytes> frames = rawtest::SplitAdts(adts);
+    // 0x55 throughout the payload makes FAAD2 report an error for the frame.
+    std::fill(frames.at(index).begin() + 7, frames.at(index).end(), 0x55);
+    return rawtest::Join(frames);
+}
+
+TEST(RawAacJob, ErrorPolicy) {
+    const Bytes adts = testfiles::ReadAll(Stereo());
+
+    // First frame bad: the probe fails before the format is known.
+    const testhost::JobRecord first = RunRaw(rawtest::Write("bad_first.aac", CorruptFrame(adts, 0)));
+    EXPECT_EQ(Roles(first), std::vector<int>{kFailed});
+
+    // Tenth frame bad: frames 1 to 9 are decoded (the first withheld), then the job ends well.
+    const testhost::JobRecord tenth = RunRaw(rawtest::Write("bad_tenth.aac", CorruptFrame(adts, 9)));
+    ExpectSequence(tenth, kDone, true);
+    EXPECT_EQ(tenth.pcm.size(), size_t{8} * 1024 * 2 * 4);
+
+    for (const auto& [name, bytes] : {std::pair{"under10", Bytes{0xFF, 0xF1, 0x50, 0x80, 0, 0x1F, 0xFC}},
+                                      std::pair{"empty", Bytes{}}, std::pair{"junk", Bytes(5000, 0x00)}}) {
+        const testhost::JobRecord r = RunRaw(rawtest::Write(std::string("bad_") + name, bytes));
+        EXPECT_EQ(Roles(r), std::vector<int>{kFailed}) << name;
+        EXPECT_TRUE(r.threadEnded) << name;
+    }
+    const testhost::JobRecord missing = RunRaw(testfiles::ScratchDir() + "/does_not_exist.aac");
+    EXPECT_EQ(Roles(missing), std::vector<int>{kFailed});
+}
+
+TEST(RawAacJob, ProgressFollowsDecodedTime) {
+    const testhost::JobRecord r = RunRaw(Stereo());
+    ExpectSequence(r, kDone, true);
+    ASSERT_FALSE(r.progress.empty());
+    for (size_t i = 1; i < r.progress.size(); ++i) EXPECT_GE(r.progress[i], r.progress[i - 1]);
+    // At the end every decoded frame has been counted: (frames - 1) * 1024 / 44100 s of the
+    // estimated frames * 1024 / 44100 s (truncated to whole milliseconds).
+    const size_t frames = StereoAacFrames();
+    const double decodedMs = static_cast<double>((frames - 1) * 1024) * 1000.0 / 44100.0;
+    const int32_t lengthMs = static_cast<int32_t>(frames * 1024 * 1000 / 44100);
+    EXPECT_NEAR(r.progress.back(), decodedMs * 100.0 / lengthMs, 1e-9);
+    EXPECT_GT(r.progress.front(), 0.0);
+}
+
+TEST(RawAacJob, CancelEndsWithoutFurtherMessages) {
+    const testhost::JobRecord onFormat = RunRaw(Stereo(), 0);
+    EXPECT_EQ(Roles(onFormat), std::vector<int>{kFormat});
+    EXPECT_TRUE(onFormat.threadEnded);
+
+    const testhost::JobRecord onBlock = RunRaw(Stereo(), 1);
+    EXPECT_EQ(Roles(onBlock), (std::vector<int>{kFormat, kBlock}));
+    EXPECT_TRUE(onBlock.threadEnded);
+}
+
+TEST(RawAacJob, RealWorldFixtures) {
+    const std::string sf15 = testfiles::SharedFixture("rw_adts_sf_index15.aac");
+    const std::string adif = testfiles::SharedFixture("rw_adif_truncated.aac");
+    if (sf15.empty() || adif.empty()) GTEST_SKIP() << "shared fixtures absent";
+    EXPECT_EQ(Roles(RunRaw(sf15)), std::vector<int>{kFailed});
+    // Starts 1024 bytes into the ADIF data (no ADTS sync word before), where nothing decodes.
+    EXPECT_EQ(Roles(RunRaw(adif)), std::vector<int>{kFailed});
+}
+
+}  // namespace
