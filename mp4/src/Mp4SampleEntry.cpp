@@ -62,13 +62,25 @@ void ReadFirstEntry(uint32_t fourcc, Mp4Reader payload, int depth, Mp4SampleEntr
     entry.hasEsds = FindEsds(fields.children, depth + 1, true, entry.es);
 }
 
-void ReadAlacEntry(Mp4Reader payload, int depth, Mp4SampleEntry& entry) {
-    const SoundFields fields = ReadSoundFields(payload);
-    Mp4ForEachChild(fields.children, depth + 1, [&](const Mp4BoxHeader& header, Mp4Reader, Mp4Reader whole) {
+// The cookie is the entry's inner "alac" box; QuickTime files (sound version 1) wrap it in the
+// entry's first child, a "wave" box, which is searched the same way as for esds.
+bool FindAlacCookie(Mp4Reader children, int depth, bool descend, Mp4SampleEntry& entry) {
+    bool first = true;
+    Mp4Reader firstChild;
+    Mp4ForEachChild(children, depth, [&](const Mp4BoxHeader& header, Mp4Reader child, Mp4Reader whole) {
+        if (first) firstChild = child;
+        first = false;
         if (entry.hasAlacBox || header.box != Mp4Box::Alac) return;
         entry.hasAlacBox = true;
         entry.alacBox = whole.Rest();
     });
+    if (!entry.hasAlacBox && descend && !first) return FindAlacCookie(firstChild, depth + 1, false, entry);
+    return entry.hasAlacBox;
+}
+
+void ReadAlacEntry(Mp4Reader payload, int depth, Mp4SampleEntry& entry) {
+    const SoundFields fields = ReadSoundFields(payload);
+    FindAlacCookie(fields.children, depth + 1, true, entry);
 }
 
 }  // namespace
