@@ -18,18 +18,18 @@ struct SoundFields {
 
 SoundFields ReadSoundFields(Mp4Reader in) {
     SoundFields fields;
-    in.Skip(8);  // reserved, data_reference_index
-    const uint16_t version = in.U16();
-    in.Skip(6);  // revision, vendor
-    fields.channels = in.U16();
-    in.Skip(10);  // sample size, compression id, packet size, sample rate
+    Mp4Reader fixed = in.Sub(kSoundFieldsV0);
+    fixed.Skip(8);  // reserved, data_reference_index
+    const uint16_t version = fixed.U16();
+    fixed.Skip(6);  // revision, vendor
+    fields.channels = fixed.U16();
     if (version == 1) {
         in.Skip(kSoundExtraV1);
     } else if (version == 2) {
-        // sizeOfStructOnly u32, audioSampleRate f64, then the 32-bit channel count
-        in.Skip(12);
-        fields.channels = static_cast<int>(in.U32());
-        in.Skip(kSoundExtraV2 - 16);
+        // sizeOfStructOnly u32 and audioSampleRate f64, then the 32-bit channel count
+        Mp4Reader extra = in.Sub(kSoundExtraV2);
+        extra.Skip(12);
+        fields.channels = static_cast<int>(extra.U32());
     }
     fields.children = in;
     return fields;
