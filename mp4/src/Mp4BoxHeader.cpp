@@ -3,7 +3,6 @@
 #include "Mp4Limits.h"
 
 namespace {
-constexpr uint32_t kUuidFourCc = 0x75756964;  // "uuid"
 constexpr uint64_t kUuidExtendedTypeBytes = 16;
 }  // namespace
 
@@ -18,7 +17,7 @@ Mp4BoxHeader Mp4ReadBoxHeader(Mp4Reader& in, uint64_t available) {
         size = in.U64();
         header.headerBytes += 8;
     }
-    if (header.fourcc == kUuidFourCc) {
+    if (header.box == Mp4Box::Uuid) {
         in.Skip(kUuidExtendedTypeBytes);
         header.headerBytes += kUuidExtendedTypeBytes;
     }

@@ -18,18 +18,18 @@ struct SoundFields {
 
 SoundFields ReadSoundFields(Mp4Reader in) {
     SoundFields fields;
-    in.Skip(8);  // reserved, data_reference_index
-    const uint16_t version = in.U16();
-    in.Skip(6);  // revision, vendor
-    fields.channels = in.U16();
-    in.Skip(10);  // sample size, compression id, packet size, sample rate
+    Mp4Reader fixed = in.Sub(kSoundFieldsV0);
+    fixed.Skip(8);  // reserved, data_reference_index
+    const uint16_t version = fixed.U16();
+    fixed.Skip(6);  // revision, vendor
+    fields.channels = fixed.U16();
     if (version == 1) {
         in.Skip(kSoundExtraV1);
     } else if (version == 2) {
-        // sizeOfStructOnly u32, audioSampleRate f64, then the 32-bit channel count
-        in.Skip(12);
-        fields.channels = static_cast<int>(in.U32());
-        in.Skip(kSoundExtraV2 - 16);
+        // sizeOfStructOnly u32 and audioSampleRate f64, then the 32-bit channel count
+        Mp4Reader extra = in.Sub(kSoundExtraV2);
+        extra.Skip(12);
+        fields.channels = static_cast<int>(extra.U32());
     }
     fields.children = in;
     return fields;
@@ -62,13 +62,25 @@ void ReadFirstEntry(uint32_t fourcc, Mp4Reader payload, int depth, Mp4SampleEntr
     entry.hasEsds = FindEsds(fields.children, depth + 1, true, entry.es);
 }
 
-void ReadAlacEntry(Mp4Reader payload, int depth, Mp4SampleEntry& entry) {
-    const SoundFields fields = ReadSoundFields(payload);
-    Mp4ForEachChild(fields.children, depth + 1, [&](const Mp4BoxHeader& header, Mp4Reader, Mp4Reader whole) {
+// The cookie is the entry's inner "alac" box; QuickTime files (sound version 1) wrap it in the
+// entry's first child, a "wave" box, which is searched the same way as for esds.
+bool FindAlacCookie(Mp4Reader children, int depth, bool descend, Mp4SampleEntry& entry) {
+    bool first = true;
+    Mp4Reader firstChild;
+    Mp4ForEachChild(children, depth, [&](const Mp4BoxHeader& header, Mp4Reader child, Mp4Reader whole) {
+        if (first) firstChild = child;
+        first = false;
         if (entry.hasAlacBox || header.box != Mp4Box::Alac) return;
         entry.hasAlacBox = true;
         entry.alacBox = whole.Rest();
     });
+    if (!entry.hasAlacBox && descend && !first) return FindAlacCookie(firstChild, depth + 1, false, entry);
+    return entry.hasAlacBox;
+}
+
+void ReadAlacEntry(Mp4Reader payload, int depth, Mp4SampleEntry& entry) {
+    const SoundFields fields = ReadSoundFields(payload);
+    FindAlacCookie(fields.children, depth + 1, true, entry);
 }
 
 }  // namespace

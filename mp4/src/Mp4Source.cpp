@@ -22,8 +22,18 @@ public:
     bool Read(uint64_t offset, uint8_t* out, size_t count) override {
         if (offset > size_ || count > size_ - offset) return false;
         if (count == 0) return true;
-        if (!Seek(file_, offset)) return false;
-        return std::fread(out, 1, count, file_) == count;
+        // Samples read in order usually follow each other in the file; skipping the seek then
+        // keeps the stream's buffer, which a seek would throw away.
+        if (offset != position_ && !Seek(file_, offset)) {
+            position_ = kUnknownPosition;
+            return false;
+        }
+        if (std::fread(out, 1, count, file_) != count) {
+            position_ = kUnknownPosition;
+            return false;
+        }
+        position_ = offset + count;
+        return true;
     }
 
     static bool Seek(std::FILE* file, uint64_t offset) {
@@ -35,8 +45,10 @@ public:
     }
 
 private:
+    static constexpr uint64_t kUnknownPosition = UINT64_MAX;
     std::FILE* file_;
     uint64_t size_;
+    uint64_t position_ = kUnknownPosition;  // where the stream stands, when known
 };
 
 class MemorySource : public Mp4Source {

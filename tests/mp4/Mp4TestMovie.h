@@ -1,0 +1,196 @@
+// A minimal valid one-track MP4 file for reader tests, with every piece overridable.
+//
+//   Mp4TestMovie movie;            // 10 samples, sizes 100..109, 2 per chunk, delta 1024
+//   movie.stss = StssBox({1, 5});  // replace or add a box
+//   movie.omit.insert("stsc");     // leave one out
+//   std::vector<uint8_t> file = movie.Build();
+//
+// Layout: ftyp (20 bytes), mdat, moov. The mdat comes first so chunk offsets do not depend on
+// the moov's size. Sample i (0-based) holds bytes (i * 7 + j) & 0xFF.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "BoxBuilder.h"
+
+inline uint8_t Mp4TestSampleByte(size_t sampleIndex, size_t byteIndex) {
+    return static_cast<uint8_t>(sampleIndex * 7 + byteIndex);
+}
+
+inline BoxBuilder SttsBox(const std::vector<std::pair<uint32_t, uint32_t>>& runs) {
+    BoxBuilder b("stts");
+    b.Full(0, 0).U32(static_cast<uint32_t>(runs.size()));
+    for (const auto& run : runs) b.U32(run.first).U32(run.second);
+    return b;
+}
+
+inline BoxBuilder StssBox(const std::vector<uint32_t>& ids) {
+    BoxBuilder b("stss");
+    b.Full(0, 0).U32(static_cast<uint32_t>(ids.size()));
+    for (uint32_t id : ids) b.U32(id);
+    return b;
+}
+
+inline BoxBuilder StscBox(const std::vector<std::pair<uint32_t, uint32_t>>& firstChunkAndSamples) {
+    BoxBuilder b("stsc");
+    b.Full(0, 0).U32(static_cast<uint32_t>(firstChunkAndSamples.size()));
+    for (const auto& e : firstChunkAndSamples) b.U32(e.first).U32(e.second).U32(1);
+    return b;
+}
+
+// A sound sample entry of `type` (version 0 fields, channels 2, 16 bits, 44100 Hz) + children.
+inline BoxBuilder SoundEntry(const std::string& type, const std::vector<BoxBuilder>& children,
+                             uint16_t soundVersion = 0, uint32_t channels = 2) {
+    BoxBuilder e(type);
+    e.Zeros(6).U16(1).U16(soundVersion).U16(0).U32(0);
+    e.U16(soundVersion == 2 ? 3 : channels).U16(16).U16(0).U16(0).U32(44100u << 16);
+    if (soundVersion == 1) e.U32(1024).U32(0).U32(4).U32(2);
+    if (soundVersion == 2) e.U32(72).U64(0).U32(channels).U32(0x7F000000).U32(16).U32(0).U32(0).U32(0);
+    for (const BoxBuilder& c : children) e.Child(c);
+    return e;
+}
+
+// esds with an ES_Descriptor > DecoderConfigDescriptor (object type 0x40) > DecoderSpecificInfo.
+inline BoxBuilder EsdsBox(const std::vector<uint8_t>& config, bool withInfo = true) {
+    std::vector<uint8_t> info;
+    if (withInfo) {
+        info.push_back(0x05);
+        info.push_back(static_cast<uint8_t>(config.size()));
+        info.insert(info.end(), config.begin(), config.end());
+    }
+    std::vector<uint8_t> dc = {0x04, static_cast<uint8_t>(13 + info.size()), 0x40, 0x15, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    dc.insert(dc.end(), info.begin(), info.end());
+    std::vector<uint8_t> es = {0x03, 0x80, 0x80, 0x80, static_cast<uint8_t>(3 + dc.size() + 3), 0, 1, 0};
+    es.insert(es.end(), dc.begin(), dc.end());
+    es.insert(es.end(), {0x06, 0x01, 0x02});  // SLConfigDescriptor
+    return BoxBuilder("esds").Full(0, 0).Bytes(es);
+}
+
+inline BoxBuilder StsdBox(const std::vector<BoxBuilder>& entries) {
+    BoxBuilder b("stsd");
+    b.Full(0, 0).U32(static_cast<uint32_t>(entries.size()));
+    for (const BoxBuilder& e : entries) b.Child(e);
+    return b;
+}
+
+// 36-byte ALAC cookie box: frame length 4096, 16 bits, 2 channels, 44100 Hz.
+inline BoxBuilder AlacCookieBox() {
+    return BoxBuilder("alac").Full(0, 0).U32(4096).U8(0).U8(16).U8(40).U8(10).U8(14).U8(2).U16(255).U32(0).U32(0).U32(44100);
+}
+
+struct Mp4TestMovie {
+    std::vector<uint32_t> sizes = {100, 101, 102, 103, 104, 105, 106, 107, 108, 109};
+    uint32_t samplesPerChunk = 2;
+    uint32_t movieScale = 1000;
+    uint32_t mediaScale = 44100;
+    uint64_t mediaDuration = 10240;
+    uint32_t trackId = 1;
+    std::string handler = "soun";
+    bool co64 = false;
+    bool moovFirst = false;  // moov before mdat (offsets then account for it)
+    bool mdatLarge = false;  // mdat with a 64-bit size
+    bool mdatToEnd = false;  // mdat with size 0 (only meaningful with moovFirst)
+    bool moovLarge = false;  // moov with a 64-bit size
+    std::vector<BoxBuilder> extraTop;  // top-level boxes between ftyp and the rest
+
+    // Replacements for the generated boxes, and extra boxes.
+    std::optional<BoxBuilder> mvhd, tkhd, mdhd, hdlr, stsd, stts, stsc, stsz, stco, ctts, stss, edts, iods, udta;
+    std::vector<BoxBuilder> extraMoovChildren;  // appended after the trak
+    std::set<std::string> omit;                  // box types left out ("stsc", "mvhd", ...)
+    size_t mdatTruncate = SIZE_MAX;              // keep only this many mdat payload bytes
+
+    std::vector<uint8_t> MediaBytes() const {
+        std::vector<uint8_t> media;
+        for (size_t i = 0; i < sizes.size(); ++i) {
+            for (size_t j = 0; j < sizes[i]; ++j) media.push_back(Mp4TestSampleByte(i, j));
+        }
+        return media;
+    }
+
+    BoxBuilder Trak(uint64_t mediaStart) const {
+        BoxBuilder stbl("stbl");
+        Add(stbl, "stsd", stsd, StsdBox({SoundEntry("mp4a", {EsdsBox({0x12, 0x10})})}));
+        std::vector<std::pair<uint32_t, uint32_t>> defaultStts = {{static_cast<uint32_t>(sizes.size()), 1024}};
+        Add(stbl, "stts", stts, SttsBox(defaultStts));
+        if (ctts) Add(stbl, "ctts", ctts, *ctts);
+        if (stss) Add(stbl, "stss", stss, *stss);
+        BoxBuilder defaultStsz("stsz");
+        defaultStsz.Full(0, 0).U32(0).U32(static_cast<uint32_t>(sizes.size()));
+        for (uint32_t s : sizes) defaultStsz.U32(s);
+        Add(stbl, "stsz", stsz, defaultStsz);
+        Add(stbl, "stsc", stsc, StscBox({{1, samplesPerChunk}}));
+        BoxBuilder offsets(co64 ? "co64" : "stco");
+        const size_t chunks = (sizes.size() + samplesPerChunk - 1) / samplesPerChunk;
+        offsets.Full(0, 0).U32(static_cast<uint32_t>(chunks));
+        uint64_t at = mediaStart;
+        for (size_t c = 0; c < chunks; ++c) {
+            co64 ? offsets.U64(at) : offsets.U32(static_cast<uint32_t>(at));
+            for (size_t i = c * samplesPerChunk; i < sizes.size() && i < (c + 1) * samplesPerChunk; ++i) at += sizes[i];
+        }
+        Add(stbl, co64 ? "co64" : "stco", stco, offsets);
+
+        BoxBuilder minf("minf");
+        minf.Child(BoxBuilder("smhd").Full(0, 0).U32(0));
+        if (!omit.count("stbl")) minf.Child(stbl);
+        BoxBuilder mdia("mdia");
+        Add(mdia, "mdhd", mdhd,
+            BoxBuilder("mdhd").Full(0, 0).U32(0).U32(0).U32(mediaScale).U32(static_cast<uint32_t>(mediaDuration)).U16(0x55C4).U16(0));
+        BoxBuilder defaultHdlr("hdlr");
+        defaultHdlr.Full(0, 0).U32(0).Str(handler).Zeros(12).Str("Sound").U8(0);
+        Add(mdia, "hdlr", hdlr, defaultHdlr);
+        if (!omit.count("minf")) mdia.Child(minf);
+        BoxBuilder trak("trak");
+        Add(trak, "tkhd", tkhd,
+            BoxBuilder("tkhd").Full(0, 3).U32(0).U32(0).U32(trackId).U32(0).U32(0).Zeros(8).U16(0).U16(0).U16(0x100).U16(0).Zeros(36).U32(0).U32(0));
+        if (edts) Add(trak, "edts", edts, *edts);
+        if (!omit.count("mdia")) trak.Child(mdia);
+        return trak;
+    }
+
+    BoxBuilder Moov(uint64_t mediaStart) const {
+        BoxBuilder moov("moov");
+        Add(moov, "mvhd", mvhd,
+            BoxBuilder("mvhd").Full(0, 0).U32(0).U32(0).U32(movieScale).U32(1000).U32(0x10000).U16(0x100).Zeros(10).Zeros(36).Zeros(24).U32(2));
+        if (iods) Add(moov, "iods", iods, *iods);
+        if (!omit.count("trak")) moov.Child(Trak(mediaStart));
+        for (const BoxBuilder& b : extraMoovChildren) moov.Child(b);
+        if (udta) Add(moov, "udta", udta, *udta);
+        return moov;
+    }
+
+    std::vector<uint8_t> Build() const {
+        std::vector<uint8_t> head = BoxBuilder("ftyp").Str("M4A ").U32(0).Str("M4A ").Build();
+        for (const BoxBuilder& b : extraTop) head = Concat({head, b.Build()});
+        std::vector<uint8_t> media = MediaBytes();
+        BoxBuilder mdatBox("mdat");
+        mdatBox.Bytes(media);
+        if (mdatLarge) mdatBox.Large64();
+        if (mdatToEnd) mdatBox.ToEnd();
+        std::vector<uint8_t> mdat = mdatBox.Build();
+        const uint64_t mdatHeader = mdatLarge ? 16 : 8;
+        if (mdatTruncate < media.size()) mdat.resize(mdatHeader + mdatTruncate);
+        if (!moovFirst) {
+            BoxBuilder moov = Moov(head.size() + mdatHeader);
+            if (moovLarge) moov.Large64();
+            return Concat({head, mdat, moov.Build()});
+        }
+        // The moov's size does not depend on the offsets' values, only on their count.
+        BoxBuilder probe = Moov(0);
+        if (moovLarge) probe.Large64();
+        BoxBuilder moov = Moov(head.size() + probe.Build().size() + mdatHeader);
+        if (moovLarge) moov.Large64();
+        return Concat({head, moov.Build(), mdat});
+    }
+
+private:
+    void Add(BoxBuilder& parent, const char* type, const std::optional<BoxBuilder>& replacement,
+             const BoxBuilder& generated) const {
+        if (omit.count(type)) return;
+        parent.Child(replacement ? *replacement : generated);
+    }
+};
