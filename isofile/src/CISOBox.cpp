@@ -80,6 +80,8 @@ CISOBoxHeader CISOBox::ReadHeader(CISOBoxReader& reader) {
     // A type with a zero among its first three bytes and a zero fourth byte is not checked.
     const bool checked = (n[0] != 0 && n[1] != 0 && n[2] != 0) || n[3] != 0;
     if (checked && !(Printable(n[0]) && Printable(n[1]) && Printable(n[2]) && Printable(n[3]))) {
+        // The position is left after the eight bytes: every caller ends its container (or the
+        // top-level parse) at an invalid header, so where the stream stands no longer matters.
         return header;
     }
     header.size = size;

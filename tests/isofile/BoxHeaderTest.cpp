@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <ostream>
 #include <string>
 
 #include "BoxBuilder.h"
@@ -29,6 +30,8 @@ struct HeaderCase {
     int32_t openResult;
     uint32_t tracks;  // checked when the open succeeds
 };
+
+void PrintTo(const HeaderCase& c, std::ostream* os) { *os << c.name; }
 
 class HeaderCases : public ::testing::TestWithParam<HeaderCase> {};
 

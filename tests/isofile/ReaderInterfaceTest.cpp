@@ -54,6 +54,7 @@ TEST(OpenMovie, Codes) {
         {"HttpInTheMiddle", 0, dir + "/http://inside.mp4", false, kIsoNetworkPath, false},
         {"HttpsNotRefused", 0, dir + "/https://inside.mp4", false, kIsoOk, true},
         {"MissingFile", 0, dir + "/absent.mp4", false, kIsoNotAMovie, false},
+        {"WriteModeNullPath", 2, "", true, kIsoNotAMovie, false},
         {"NotAMovie", 0, text, false, kIsoNotAMovie, false},
     };
     for (const Row& r : rows) {

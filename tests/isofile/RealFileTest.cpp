@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <sstream>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -149,6 +150,8 @@ struct FixtureCase {
     uint32_t samples;
     uint64_t durationSum;
 };
+
+void PrintTo(const FixtureCase& c, std::ostream* os) { *os << c.file; }
 
 class XheFixtures : public ::testing::TestWithParam<FixtureCase> {};
 

@@ -2,6 +2,7 @@
 // fragment sample fields, through the flat interface.
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -190,6 +191,8 @@ const PrecedenceCase kPrecedenceCases[] = {
     {"TfhdFlagsOverTrex", 0x001, 0x20, true, kTrexSize, kTrexDuration, 1, 0, kDataOffset + kTrexSize},
     {"ExplicitBaseDataOffset", 0x201, 0x01, false, kRunSize, 0, 2, 0, kDataOffset + kRunSize0},
 };
+
+void PrintTo(const PrecedenceCase& c, std::ostream* os) { *os << c.name; }
 
 class Precedence : public ::testing::TestWithParam<PrecedenceCase> {};
 

@@ -64,16 +64,14 @@ int32_t ISO_OpenMovie(ISOMovieHandle** out, int32_t mode, const char* path) {
     handle->mode = mode;
     if (mode < 0 || mode > kIsoModeLast) return kIsoFailed;  // the empty handle stays in *out
     if ((mode == 0 || mode == 1) && path == nullptr) return kIsoNullArgument;  // likewise
-    const bool needsPath = mode != kIsoModeMemory;
     int32_t result = kIsoOk;
-    if (needsPath && path == nullptr) {
-        result = kIsoNotAMovie;
-    } else if ((mode == 0 || mode == 1) && std::strstr(path, "http://") != nullptr) {
+    if ((mode == 0 || mode == 1) && std::strstr(path, "http://") != nullptr) {
         result = kIsoNetworkPath;
     } else {
         try {
             if (!BuildMovie(*handle, path)) result = kIsoNotAMovie;
         } catch (const CISOException&) {
+            // Malformed boxes, and a null path in a write mode (the file stream's code 4).
             result = kIsoNotAMovie;
         } catch (const std::bad_alloc&) {
             result = kIsoOutOfMemory;

@@ -1,6 +1,8 @@
 // The track reader over a parsed movie. Lookups give the results of the format's definition as
 // linear walks from each table's first entry, but each table keeps a cursor and cumulative
 // totals, so reading a track in order costs O(1) per sample and a jump costs O(log n).
+// Tables are loaded whole when parsed rather than through a paged window: memory grows with the
+// number of entries, which the parse bounds by the bytes of each table's box.
 #pragma once
 
 #include <cstdint>
