@@ -9,6 +9,8 @@
 #include "BoxBuilder.h"
 #include "CISOBitBuffer.h"
 #include "CISOBox.h"
+#include "CISOException.h"
+#include "ISOMovie.h"
 #include "ISOFileStream.h"
 #include "ISOInMemoryStream.h"
 #include "IsoTestMovies.h"
@@ -228,6 +230,55 @@ TEST(FileStream, SeekToCurrentPositionDoesNotSeek) {
     ASSERT_EQ(stream.Read(4, bytes), 2u);
     EXPECT_EQ(bytes[0], 5);
     EXPECT_EQ(stream.Write(1, bytes), 0u);  // read mode does not write
+}
+
+}  // namespace
+
+namespace {
+
+// The code a malformed file raises identifies the failing check.
+TEST(BoxParse, ExceptionCodes) {
+    struct Row {
+        const char* name;
+        std::vector<uint8_t> bytes;
+        int32_t code;
+    };
+    TableSpec badStsc = OneSample();
+    badStsc.stsc = {{0, 1}};
+    BoxBuilder overrunTraf("traf");
+    overrunTraf.Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(1))
+        .Child(BoxBuilder("trun").Full(0, 0x100).U32(3).U32(1024));
+    const Row rows[] = {
+        {"ChildOverrun",
+         Concat({MoovWith({Mvhd().Build(), BoxBuilder("zzzz").SizeOverride(40).Build()}), Mdat(), Mdat()}),
+         CISOException::kChildrenMismatch},
+        {"ChildUnderrun", Concat({BoxBuilder("moov").Child(Mvhd()).Zeros(5).Build(), Mdat()}),
+         CISOException::kChildrenMismatch},
+        {"NoFurtherChildInsideTrack",
+         BoxBuilder("moov").Child(Mvhd()).Child(BoxBuilder("trak").Child(Tkhd(1)).Zeros(4)).Build(),
+         CISOException::kNoFurtherChild},
+        {"StscFirstChunkZero", Concat({MoovWith({Mvhd().Build(), Trak(1, badStsc, {0}).Build()}), Mdat()}),
+         CISOException::kBadTable},
+        {"TrunEntriesBeyondBox",
+         Concat({MoovWith({Mvhd().Build(), SmallTrak(1).Build()}), BoxBuilder("moof").Child(overrunTraf).Build(),
+                 Mdat()}),
+         CISOException::kBadTable},
+        {"HeaderFieldBeyondBox", Concat({MoovWith({BoxBuilder("mvhd").Full(0, 0).U32(0).Build()}), Mdat()}),
+         CISOException::kPayloadTooShort},
+        {"MovieWithoutHeader", Concat({MoovWith({SmallTrak(1).Build()}), Mdat()}), CISOException::kMissingChild},
+        {"FragmentWithoutHeader", Concat({MoovWith({Mvhd().Build()}), BoxBuilder("moof").Child(BoxBuilder("traf")).Build()}),
+         CISOException::kMissingChild},
+    };
+    for (const Row& r : rows) {
+        ISOInMemoryStream stream(r.bytes.data(), r.bytes.size());
+        try {
+            ISOMovie::Build(stream, kIsoModeRead);
+            ADD_FAILURE() << r.name << ": no exception";
+        } catch (const CISOException& e) {
+            EXPECT_EQ(e.Code(), r.code) << r.name << " from " << e.SourceName() << ":" << e.Line();
+            EXPECT_EQ(std::string(e.SourceName()).rfind("..\\..\\src\\", 0), 0u) << r.name;
+        }
+    }
 }
 
 }  // namespace
