@@ -62,9 +62,12 @@ bool ISOFileStream::Seek(uint64_t offset) {
     if (file_ == nullptr) return false;
     if (cachedPosition_ == offset) return true;
     if (offset > static_cast<uint64_t>(std::numeric_limits<off_t>::max())) return false;
-    cachedPosition_ = offset;
     ++seeksPerformed_;
-    return fseeko(file_, static_cast<off_t>(offset), SEEK_SET) == 0;
+    if (fseeko(file_, static_cast<off_t>(offset), SEEK_SET) != 0) return false;
+    // Cached only once the seek took effect, so a failed seek cannot make a later seek to the
+    // same offset look like a no-op.
+    cachedPosition_ = offset;
+    return true;
 }
 
 uint32_t ISOFileStream::Read(uint32_t count, void* buffer) {
