@@ -1,0 +1,20 @@
+// Limits of the ISO base media file library, each with the failure it guards against.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace isolimits {
+
+// Size of the top-level read buffer: one stream read fills at most this many bytes, so a
+// top-level parse never holds more than this much unread data regardless of the file's size.
+constexpr size_t kTopLevelBufferBytes = 32768;
+
+// Deepest box nesting the parser follows (moov/trak/mdia/minf/stbl/stsd is 6 deep). A file that
+// nests deeper is malformed; the cap keeps a hostile file from exhausting the call stack.
+constexpr int kMaxBoxDepth = 16;
+
+// Longest source name a CISOException keeps (including the terminator).
+constexpr size_t kMaxSourceNameChars = 128;
+
+}  // namespace isolimits
