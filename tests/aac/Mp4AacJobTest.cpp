@@ -31,7 +31,9 @@ void ExpectCleanRun(const testhost::JobRecord& r) {
     EXPECT_EQ(r.format.lossySource, 1u);
     for (uint32_t size : r.blockSizes) EXPECT_LE(size, kMaxBlock);
     EXPECT_TRUE(std::is_sorted(r.progress.begin(), r.progress.end()));
-    if (!r.progress.empty()) EXPECT_GT(r.progress.back(), 100.0);
+    if (!r.progress.empty()) {
+        EXPECT_GT(r.progress.back(), 100.0);
+    }
 }
 
 // A job's output compared with FAAD2's own decode of the same track: frames [skip, skip + frames)
@@ -80,7 +82,9 @@ TEST_F(Mp4AacGapless, LengthAlignmentAndDecoderEquality) {
     mp4material::Encoded he = mp4material::HeMp4("job_he", stereo, 5, 64000, "");
     mp4material::Encoded ps = mp4material::HeMp4("job_hev2", stereo, 29, 32000, "");
     ASSERT_FALSE(he.path.empty() || ps.path.empty());
-    auto hePadding = [](const mp4material::Encoded& e) { return e.units * e.frameLength - e.delay - kN; };
+    auto hePadding = [](const mp4material::Encoded& e) {
+        return static_cast<uint32_t>(e.units * e.frameLength - e.delay - kN);
+    };
     mp4material::Encoded heEdit = mp4material::HeMp4("job_he_edit", stereo, 5, 64000,
                                                      rate + " -skip_iods 0 -iods_audio_profile 44");
     ASSERT_FALSE(heEdit.path.empty());
@@ -155,8 +159,9 @@ TEST(Mp4AacChannels, MultichannelComesOutInHostOrder) {
             double own = mp4material::ToneLevel(pcm, channels, c, 48000, mp4material::ToneHz(c));
             EXPECT_GT(own, 0.2);
             for (uint32_t other = 0; other < channels; ++other)
-                if (other != c)
+                if (other != c) {
                     EXPECT_LT(mp4material::ToneLevel(pcm, channels, c, 48000, mp4material::ToneHz(other)), 0.05 * own);
+                }
         }
     }
 }

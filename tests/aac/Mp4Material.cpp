@@ -2,8 +2,10 @@
 
 #include <neaacdec.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <sstream>
 
