@@ -19,17 +19,33 @@ struct Message {
 
 enum class Final { None, Done, Failed };
 
+// An unpacked copy of a PcmBlock with the same field names, safe to pass to assertions (which
+// bind references, and references to members of the packed record are misaligned).
+struct BlockCopy {
+    uint8_t* data = nullptr;
+    uint32_t byteCount = 0;
+    double progress = 0;
+    uint32_t channels = 0;
+    uint32_t sampleRate = 0;
+    uint32_t bitsPerSample = 0;
+    uint32_t isFloat = 0;
+    void* readyEvent = nullptr;
+    uint8_t cancel = 0;
+    void* jobThread = nullptr;
+    uint8_t lossySource = 0;
+};
+
 struct JobRecord {
     bool started = false;              // Decode returned a thread handle
     std::vector<Message> messages;     // every message of this job, in arrival order
     bool gotFormat = false;
-    PcmBlock format{};                 // copy of the record at msgFormat
+    BlockCopy format;                  // copy of the record at msgFormat
     bool hadStartValue = false;
     uint64_t startValueAtFormat = 0;   // *startPosition when msgFormat arrived
     std::vector<uint8_t> pcm;          // every block's bytes, concatenated
     std::vector<uint32_t> blockSizes;
     std::vector<double> progress;
-    std::vector<PcmBlock> blocks;      // copy of the record at each msgBlock
+    std::vector<BlockCopy> blocks;     // copy of the record at each msgBlock
     Final final = Final::None;
     int finalMessages = 0;             // msgDone + msgFailed received
     DWORD exitCode = 0xFFFFFFFFu;      // the job thread's exit code

@@ -1,0 +1,19 @@
+// Drives decoding jobs the way the host application does: one message queue on this thread,
+// the module's Decode per input, a rendezvous per block, several jobs at once.
+#pragma once
+
+#include <string>
+
+#include "Options.h"
+#include "zorv/decode.h"
+
+struct RunSummary {
+    unsigned failed = 0;
+    unsigned outputErrors = 0;
+    bool interrupted = false;
+};
+
+RunSummary RunAllJobs(const Options& options, ZorvDecodeFn decode);
+
+// Set from the SIGINT handler: cancel at the next hand-over, start nothing new.
+void RequestInterrupt();

@@ -1,0 +1,1 @@
+// The module is the core library linked whole from its one export, Decode (see CMakeLists.txt).

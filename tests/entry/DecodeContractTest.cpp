@@ -1,0 +1,88 @@
+// What a host can rely on from Decode whatever the file: a thread handle, exactly one final
+// message for a file that cannot be decoded, the record released (checked by the leak checker
+// in CI), many jobs side by side.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "TestFiles.h"
+#include "TestHost.h"
+
+extern "C" HANDLE Decode(const WCHAR*, DWORD, uint64_t*, UINT, UINT, UINT, UINT, DWORD);
+
+namespace {
+
+using testhost::Final;
+
+std::string BadFile(const std::string& name, const std::vector<uint8_t>& bytes) {
+    const std::string path = testfiles::ScratchDir() + "/" + name;
+    testfiles::WriteAll(path, bytes);
+    return path;
+}
+
+std::vector<uint8_t> RandomBytes(size_t n, uint32_t seed) {
+    std::vector<uint8_t> out(n);
+    for (auto& b : out) {
+        seed = seed * 1664525u + 1013904223u;
+        b = static_cast<uint8_t>(seed >> 24);
+    }
+    return out;
+}
+
+TEST(DecodeContract, UndecodableInputsGiveOneFailedMessage) {
+    struct Row {
+        const char* name;
+        std::string path;
+    } rows[] = {
+        {"missing file", testfiles::ScratchDir() + "/does-not-exist.m4a"},
+        {"directory", testfiles::ScratchDir()},
+        {"empty file", BadFile("empty.aac", {})},
+        {"random bytes", BadFile("random.m4a", RandomBytes(5000, 7))},
+        {"tiny file", BadFile("tiny.aac", {0xFF, 0xF1, 0x50})},
+        {"unicode name", BadFile("\xc3\xa9t\xc3\xa9 \xf0\x9f\x8e\xb5.m4a", RandomBytes(100, 3))},
+    };
+    for (const auto& row : rows) {
+        testhost::JobRecord r = testhost::RunJob(row.path);
+        ASSERT_TRUE(r.started) << row.name;
+        EXPECT_TRUE(r.threadEnded) << row.name;
+        ASSERT_EQ(r.messages.size(), 1u) << row.name;
+        EXPECT_EQ(r.messages[0].id, testhost::MessageId(0, 0)) << row.name << ": msgFailed";
+        EXPECT_EQ(r.messages[0].wParam, 0u) << row.name;
+        EXPECT_EQ(r.messages[0].lParam, 0) << row.name;
+        EXPECT_FALSE(r.gotFormat) << row.name;
+    }
+}
+
+TEST(DecodeContract, StartPositionMayBeNullOrZero) {
+    const std::string path = BadFile("start.bin", RandomBytes(64, 1));
+    testhost::RunOptions withZero;
+    withZero.useStartPosition = true;
+    withZero.startValue = 0;
+    for (const auto& options : {testhost::RunOptions{}, withZero}) {
+        testhost::JobRecord r = testhost::RunJob(path, options);
+        EXPECT_EQ(r.final, Final::Failed);
+        EXPECT_EQ(r.finalMessages, 1);
+    }
+}
+
+TEST(DecodeContract, NullPathStartsNoJob) {
+    EXPECT_EQ(Decode(nullptr, GetCurrentThreadId(), nullptr, 1, 2, 3, 4, 0), nullptr);
+}
+
+TEST(DecodeContract, ManyConcurrentJobsEachEndOnce) {
+    std::vector<std::string> paths;
+    for (int i = 0; i < 32; ++i)
+        paths.push_back(BadFile("many" + std::to_string(i) + ".bin", RandomBytes(200 + static_cast<size_t>(i), i)));
+    std::vector<testhost::JobRecord> records = testhost::RunJobs(paths);
+    ASSERT_EQ(records.size(), 32u);
+    std::set<UINT> ids;
+    for (size_t k = 0; k < records.size(); ++k) {
+        EXPECT_TRUE(records[k].threadEnded) << k;
+        ASSERT_EQ(records[k].finalMessages, 1) << k;
+        EXPECT_EQ(records[k].messages.back().id, testhost::MessageId(k, 0)) << k;
+        ids.insert(records[k].messages.back().id);
+    }
+    EXPECT_EQ(ids.size(), 32u) << "every job used its own ids";
+}
+
+}  // namespace
