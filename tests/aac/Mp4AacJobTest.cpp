@@ -52,6 +52,7 @@ struct GaplessRow {
     int64_t skip;          // frames of the untrimmed FAAD2 decode the job drops at the start
     int64_t frames;        // frames it delivers; -1: everything after the skip
     int lag;               // alignment with the source (0: sample-exact)
+    int lagTolerance;      // frames
     uint32_t rate;
 };
 
@@ -92,35 +93,38 @@ TEST_F(Mp4AacGapless, LengthAlignmentAndDecoderEquality) {
     const int64_t n = static_cast<int64_t>(kN);
     const GaplessRow rows[] = {
         // Edit list usable (movie ticks are sample frames): delay 1024 and the padding it implies.
-        {"lc_edit_list", exact, 2, 0, n, 0, 44100},
-        {"lc_mono_decoded_as_two_channels", monoExact, 1, 0, n, 0, 44100},
+        {"lc_edit_list", exact, 2, 0, n, 0, 0, 44100},
+        {"lc_mono_decoded_as_two_channels", monoExact, 1, 0, n, 0, 0, 44100},
         // 22.05 kHz makes FAAD2 up-sample without SBR: the job decodes at the core rate instead.
-        {"lc_22k_stays_at_core_rate", lowExact, 2, 0, n / 2, 0, 22050},
+        {"lc_22k_stays_at_core_rate", lowExact, 2, 0, n / 2, 0, 0, 22050},
         // Only the media start is usable: delay 1024 and no padding.
-        {"lc_media_start_only", plain, 2, 0, plainFrames, 0, 44100},
+        {"lc_media_start_only", plain, 2, 0, plainFrames, 0, 0, 44100},
         {"lc_tag_over_media_start",
          mp4material::Patched("job_lc_tag", plain, {"smpb " + SmpbText(1024, static_cast<uint32_t>(plainPadding), kN)}),
-         2, 0, n, 0, 44100},
+         2, 0, n, 0, 0, 44100},
         {"lc_edit_list_ignores_tag", mp4material::Patched("job_lc_rate_tag", exact, {"smpb " + SmpbText(0, 5000, 10)}),
-         2, 0, n, 0, 44100},
+         2, 0, n, 0, 0, 44100},
         {"lc_tag_padding_zero", mp4material::Patched("job_lc_tag_pad0", plain, {"smpb " + SmpbText(1024, 0, kN)}), 2,
-         0, plainFrames, 0, 44100},
+         0, plainFrames, 0, 0, 44100},
         // The empty first edit sends the job to the tag, whose delay is 512 frames too long.
         {"lc_empty_edit_uses_tag",
          mp4material::Patched("job_lc_empty_edit_tag", exact, {"elst 0xFFFFFFFF -", "smpb " + SmpbText(1536, 300, kN)}),
-         2, 512, plainFrames - 512 - 300, -512, 44100},
+         2, 512, plainFrames - 512 - 300, -512, 0, 44100},
         // Level 0x2C counts 2048 frames per unit: the padding exceeds the output, nothing is delivered.
-        {"lc_level_2c_padding_swallows_all", level2c, 2, 0, 0, 0, 44100},
+        {"lc_level_2c_padding_swallows_all", level2c, 2, 0, 0, 0, 0, 44100},
         // HE-AAC with the encoder's own delay in a tag (neither 2112 nor 4224: no SBR rewrite).
+        // Parametric stereo rebuilds both channels from a mix with its own phase, so the v2
+        // correlation peak may land one frame off even where length and decoder output are exact.
         {"he_tag", mp4material::Patched("job_he_tag", he.path, {"smpb " + SmpbText(he.delay, hePadding(he), kN)}), 2,
-         he.delay - 2048, n, 0, 44100},
+         he.delay - 2048, n, 0, 0, 44100},
         {"he_v2_tag", mp4material::Patched("job_hev2_tag", ps.path, {"smpb " + SmpbText(ps.delay, hePadding(ps), kN)}),
-         2, ps.delay - 2048, n, 0, 44100},
-        // HE-AAC from an edit list: without a tag the SBR delay of 962 is added on top.
+         2, ps.delay - 2048, n, 0, 1, 44100},
+        // HE-AAC from an edit list: without a tag the SBR delay of 962 is added on top and taken
+        // off the padding, but not below 0; a shorter padding costs the difference at the end.
         {"he_edit_list_adds_sbr_delay",
          mp4material::Patched("job_he_edit_elst", heEdit.path,
                               {"elst " + std::to_string(heEdit.delay) + " " + std::to_string(kN)}),
-         2, heEdit.delay + 962 - 2048, n, -962, 44100},
+         2, heEdit.delay + 962 - 2048, n - std::max<int64_t>(0, 962 - int64_t{hePadding(heEdit)}), -962, 0, 44100},
     };
     for (const GaplessRow& row : rows) {
         SCOPED_TRACE(row.name);
@@ -138,7 +142,8 @@ TEST_F(Mp4AacGapless, LengthAlignmentAndDecoderEquality) {
             Source source = row.rate == 22050 ? low : row.sourceChannels == 1 ? mono : stereo;
             std::vector<float> reference = mp4material::Reference(
                 std::string("job_ref_") + std::to_string(row.rate) + "_" + std::to_string(row.sourceChannels), source);
-            EXPECT_EQ(mp4material::BestLag(reference, testhost::AsFloats(r), 2, 0, 1200), row.lag);
+            int lag = mp4material::BestLag(reference, row.sourceChannels, testhost::AsFloats(r), 2, 1200);
+            EXPECT_LE(std::abs(lag - row.lag), row.lagTolerance) << "lag " << lag;
         }
     }
 }
@@ -200,7 +205,9 @@ class Mp4AacSeek : public ::testing::Test {
 protected:
     static constexpr uint64_t kN = 96077;  // 48 kHz, so that whole 100 ns units fall on ticks
     void SetUp() override {
-        path_ = mp4material::LcMp4("job_seek", mp4material::Signal(48000, 2, kN), "-movie_timescale 48000");
+        // Without perceptual noise substitution: the decoder's noise generator carries state from
+        // frame to frame, so with it a decode that starts elsewhere is not sample-exact.
+        path_ = mp4material::LcMp4("job_seek_nopns", mp4material::Signal(48000, 2, kN), "-aac_pns 0 -movie_timescale 48000");
         ASSERT_FALSE(path_.empty());
         full_ = testhost::RunJob(path_);
         ExpectCleanRun(full_);
