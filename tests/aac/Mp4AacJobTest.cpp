@@ -39,6 +39,10 @@ void ExpectCleanRun(const testhost::JobRecord& r) {
 // A job's output compared with FAAD2's own decode of the same track: frames [skip, skip + frames)
 // of the untrimmed decode, bit for bit.
 void ExpectDecodeSlice(const testhost::JobRecord& r, const Decoded& direct, uint64_t skip, uint64_t frames) {
+    if (r.pcm.empty()) {  // (the test host's AsFloats copies from a null pointer here)
+        EXPECT_EQ(frames, 0u);
+        return;
+    }
     std::vector<float> out = testhost::AsFloats(r);
     ASSERT_EQ(out.size(), frames * direct.channels);
     ASSERT_LE((skip + frames) * direct.channels, direct.pcm.size());
