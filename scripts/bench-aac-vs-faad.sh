@@ -16,6 +16,8 @@ mkdir -p "$data"
 for tool in zorv-decode zorv_bench_faad_mp4 zorv_test_aacenc; do
   [ -x "$bin/$tool" ] || { echo "missing $bin/$tool (ninja -C $build $tool)" >&2; exit 1; }
 done
+[ -e "$bin/libzorv_aac.so" ] || [ -e "$bin/zorv_aac.dll" ] ||
+  { echo "missing the module in $bin (ninja -C $build zorv_aac_module)" >&2; exit 1; }
 
 signal="aevalsrc=exprs=0.3*sin(2*PI*(200*t+40*mod(t\,10)*mod(t\,10)))+0.1*(2*random(0)-1)|0.3*sin(2*PI*(330*t+25*mod(t\,7)*mod(t\,7)))+0.1*(2*random(1)-1):s=44100:d=600"
 q="ffmpeg -nostdin -hide_banner -loglevel error -y"
@@ -35,7 +37,7 @@ best() {
   i=0
   while [ $i -lt "$runs" ]; do
     s=$(date +%s.%N)
-    "$@" >/dev/null 2>&1
+    "$@" >/dev/null 2>&1 || { echo "failed: $*" >&2; exit 1; }
     e=$(date +%s.%N)
     t=$(echo "$e - $s" | bc)
     if [ -z "$b" ] || [ "$(echo "$t < $b" | bc)" = 1 ]; then b=$t; fi
