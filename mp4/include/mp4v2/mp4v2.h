@@ -13,6 +13,7 @@
 #define ZORV_MP4V2_MP4V2_H
 
 #include <stdbool.h>
+#include <stddef.h>
 #include <stdint.h>
 
 /* Our reader is linked into the module, which exports nothing but Decode. */
