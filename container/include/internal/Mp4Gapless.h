@@ -4,7 +4,6 @@
 // yields samples. The pure helpers are split out so their arithmetic can be checked without a file.
 #pragma once
 
-#include <cstddef>  // NULL, for the reader header's default arguments
 #include <cstdint>
 
 #include "GaplessTrimmer.h"

@@ -3,8 +3,10 @@
 
 #include <neaacdec.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <sstream>
 
@@ -134,10 +136,19 @@ std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length) {
     return text;
 }
 
-int BestLag(const std::vector<float>& reference, const std::vector<float>& output, uint32_t channels,
-            uint32_t channel, int maxLag) {
-    long frames = static_cast<long>(reference.size() / channels);
-    long outFrames = static_cast<long>(output.size() / channels);
+std::vector<double> Mix(const std::vector<float>& pcm, uint32_t channels) {
+    std::vector<double> mix(pcm.size() / channels);
+    for (size_t i = 0; i < mix.size(); ++i)
+        for (uint32_t c = 0; c < channels; ++c) mix[i] += static_cast<double>(pcm[i * channels + c]) / channels;
+    return mix;
+}
+
+int BestLag(const std::vector<float>& reference, uint32_t referenceChannels, const std::vector<float>& output,
+            uint32_t outputChannels, int maxLag) {
+    std::vector<double> x = Mix(reference, referenceChannels);
+    std::vector<double> y = Mix(output, outputChannels);
+    long frames = static_cast<long>(x.size());
+    long outFrames = static_cast<long>(y.size());
     long from = frames / 4;
     long to = from + std::min(frames / 2, 20000L);
     double best = -2;
@@ -147,11 +158,9 @@ int BestLag(const std::vector<float>& reference, const std::vector<float>& outpu
         for (long i = from; i < to; ++i) {
             long j = i + lag;
             if (j < 0 || j >= outFrames) continue;
-            double x = reference[static_cast<size_t>(i) * channels + channel];
-            double y = output[static_cast<size_t>(j) * channels + channel];
-            xy += x * y;
-            xx += x * x;
-            yy += y * y;
+            xy += x[static_cast<size_t>(i)] * y[static_cast<size_t>(j)];
+            xx += x[static_cast<size_t>(i)] * x[static_cast<size_t>(i)];
+            yy += y[static_cast<size_t>(j)] * y[static_cast<size_t>(j)];
         }
         double c = xy / std::sqrt(xx * yy + 1e-20);
         if (c > best) {

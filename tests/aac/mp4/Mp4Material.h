@@ -43,10 +43,11 @@ std::string Patched(const std::string& name, const std::string& from, const std:
 
 std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length);
 
-// Lag (in frames) at which `output` best matches `reference` on `channel`, searched over
-// [-maxLag, maxLag]: output[i + lag] ~ reference[i].
-int BestLag(const std::vector<float>& reference, const std::vector<float>& output, uint32_t channels,
-            uint32_t channel, int maxLag);
+// Lag (in frames) at which the channel mix of `output` best matches that of `reference`, searched
+// over [-maxLag, maxLag]: output[i + lag] ~ reference[i]. Mixing makes the measure fair to mono
+// sources decoded as two channels and to parametric stereo, which rebuilds the channels from a mix.
+int BestLag(const std::vector<float>& reference, uint32_t referenceChannels, const std::vector<float>& output,
+            uint32_t outputChannels, int maxLag);
 
 // Amplitude of a sine of `hz` in one channel of interleaved PCM (Goertzel over the middle).
 double ToneLevel(const std::vector<float>& pcm, uint32_t channels, uint32_t channel, uint32_t rate, double hz);

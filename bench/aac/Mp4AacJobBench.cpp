@@ -1,0 +1,105 @@
+// The AAC-in-MP4 job in-process, with the plainest host (messages on this thread, the event
+// signalled at once), against a bare FAAD2 loop over the same track: the difference is the job's
+// own cost (trimming, block hand-over, thread messages) without a host program around it.
+//
+//   ZORV_BENCH_MP4AAC=file.m4a zorv_bench_mp4aac_job
+// (scripts/bench-aac-vs-faad.sh makes 10-minute files in build/bench-data.)
+#include <benchmark/benchmark.h>
+#include <neaacdec.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "Win32Api.h"
+#include "mp4v2/mp4v2.h"
+#include "zorv/decode.h"
+
+extern "C" HANDLE Decode(const WCHAR* path, DWORD hostThreadId, uint64_t* startPosition, UINT msgFailed,
+                         UINT msgDone, UINT msgBlock, UINT msgFormat, DWORD trackNumber);
+
+namespace {
+
+std::string BenchFile() {
+    const char* file = std::getenv("ZORV_BENCH_MP4AAC");
+    return file ? file : "build/bench-data/lc256.m4a";
+}
+
+constexpr UINT kFailed = WM_APP + 1, kDone = WM_APP + 2, kBlock = WM_APP + 3, kFormat = WM_APP + 4;
+
+void BM_Mp4AacJob(benchmark::State& state) {
+    std::string path = BenchFile();
+    std::u16string wide(path.begin(), path.end());
+    MSG msg;
+    PeekMessageW(&msg, nullptr, 0, 0, PM_NOREMOVE);
+    for (auto _ : state) {
+        HANDLE thread = Decode(wide.c_str(), GetCurrentThreadId(), nullptr, kFailed, kDone, kBlock, kFormat, 0);
+        if (thread == nullptr) {
+            state.SkipWithError("Decode failed");
+            return;
+        }
+        uint64_t bytes = 0;
+        bool ok = false;
+        while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
+            if (msg.message == kFormat || msg.message == kBlock) {
+                auto* block = reinterpret_cast<PcmBlock*>(msg.wParam);
+                if (msg.message == kBlock) bytes += block->byteCount;
+                SetEvent(block->readyEvent);
+            } else if (msg.message == kDone || msg.message == kFailed) {
+                ok = msg.message == kDone;
+                break;
+            }
+        }
+        WaitForSingleObject(thread, INFINITE);
+        CloseHandle(thread);
+        if (!ok) {
+            state.SkipWithError("job failed");
+            return;
+        }
+        benchmark::DoNotOptimize(bytes);
+    }
+}
+
+void BM_FaadLoop(benchmark::State& state) {
+    std::string path = BenchFile();
+    for (auto _ : state) {
+        MP4FileHandle file = MP4Read(path.c_str());
+        if (file == MP4_INVALID_FILE_HANDLE) {
+            state.SkipWithError("cannot open");
+            return;
+        }
+        MP4TrackId track = MP4FindTrackId(file, 0, MP4_AUDIO_TRACK_TYPE, 0);
+        uint8_t* config = nullptr;
+        uint32_t configSize = 0;
+        MP4GetTrackESConfiguration(file, track, &config, &configSize);
+        NeAACDecHandle h = NeAACDecOpen();
+        NeAACDecConfigurationPtr cfg = NeAACDecGetCurrentConfiguration(h);
+        cfg->outputFormat = FAAD_FMT_FLOAT;
+        cfg->downMatrix = 0;
+        NeAACDecSetConfiguration(h, cfg);
+        unsigned long rate = 0;
+        unsigned char channels = 0;
+        NeAACDecInit2(h, config, configSize, &rate, &channels);
+        MP4Free(config);
+        double sum = 0;
+        MP4SampleId count = MP4GetTrackNumberOfSamples(file, track);
+        for (MP4SampleId id = 1; id <= count; ++id) {
+            uint8_t* bytes = nullptr;
+            uint32_t size = 0;
+            if (!MP4ReadSample(file, track, id, &bytes, &size)) break;
+            NeAACDecFrameInfo info{};
+            auto* pcm = static_cast<float*>(NeAACDecDecode(h, &info, bytes, size));
+            MP4Free(bytes);
+            if (info.samples && pcm) sum += pcm[0];
+        }
+        benchmark::DoNotOptimize(sum);
+        NeAACDecClose(h);
+        MP4Close(file, 0);
+    }
+}
+
+BENCHMARK(BM_Mp4AacJob)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_FaadLoop)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
+
+BENCHMARK_MAIN();
