@@ -153,3 +153,50 @@ INSTANTIATE_TEST_SUITE_P(Streams, AlacMatchesFfmpeg, testing::ValuesIn(kEncodeCa
                          [](const testing::TestParamInfo<EncodeCase>& row) { return std::string(row.param.name); });
 
 }  // namespace
+
+namespace {
+
+// Streams from another encoder, remuxed without re-encoding into CAF; the expected MD5 of the
+// s16le decode is listed with each fixture.
+struct FixtureCase {
+    const char* file;
+    const char* md5;
+    uint64_t frames;
+};
+
+class AlacFixture : public testing::TestWithParam<FixtureCase> {};
+
+TEST_P(AlacFixture, DecodesToTheListedMd5) {
+    const FixtureCase& c = GetParam();
+    const std::string source = testfiles::SharedFixture(c.file);
+    if (source.empty()) {
+        GTEST_SKIP() << c.file << " not present";
+    }
+    const std::string dir = testfiles::ScratchDir();
+    const std::string caf = dir + "/stream.caf";
+    ASSERT_TRUE(testfiles::Run(testfiles::Ffmpeg() + " -i '" + source + "' -map 0:a:0 -c copy -f caf " + caf));
+    alactest::CafStream stream;
+    std::string error;
+    ASSERT_TRUE(alactest::ReadCafStream(caf, &stream, &error)) << error;
+    uint32_t bitDepth = 0;
+    uint32_t channels = 0;
+    const std::vector<uint8_t> pcm = alactest::DecodeCafStream(stream, &bitDepth, &channels);
+    ASSERT_EQ(bitDepth, 16u);
+    EXPECT_EQ(pcm.size(), c.frames * channels * 2);
+    ASSERT_TRUE(testfiles::WriteAll(dir + "/pcm", pcm));
+    const std::string md5 = testfiles::Capture("md5sum " + dir + "/pcm");
+    EXPECT_EQ(md5.substr(0, 32), c.md5);
+}
+
+const FixtureCase kFixtures[] = {
+    {"rw_qaac_alac_s16_st_44k.m4a", "666a89e0fcc4bfccefe7a3c247ff6e1a", 93624},
+    {"rw_itunes11_alac_silence.m4a", "a1b141f766e9849ac3db1030a20a3c77", 162496},
+};
+
+INSTANTIATE_TEST_SUITE_P(RealWorld, AlacFixture, testing::ValuesIn(kFixtures),
+                         [](const testing::TestParamInfo<FixtureCase>& row) {
+                             std::string name = row.param.file;
+                             return name.substr(3, name.find('.') - 3);
+                         });
+
+}  // namespace
