@@ -73,6 +73,20 @@ TEST(AdaptiveGolombTest, EscapedRunLengthDecidesTheZeroFlag) {
     }
 }
 
+// After a run of 65535 zeros and a zero value the mean is 0: run mode again, with k = 8
+// (32 leading zeros - 24). The run "0 00000100" is then 3 zeros.
+TEST(AdaptiveGolombTest, ZeroMeanInRunModeUsesK8) {
+    BitWriter w;
+    w.Put(0, 1).Put(0x1FF, 9).Put(65535, 16);  // value 0, escaped run of 65535
+    w.Put(0, 1);                                 // value 0 without the zero flag: mean 0
+    w.Put(0, 1).Put(4, 8);                       // run of 3 coded with k = 8
+    w.Put(0b10, 2);                              // value after the run (zero flag set): u = 2 -> +1
+    const GolombRun run = Decode(w.Data(), 1 + 65535 + 1 + 3 + 1, 10, 40, 14);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.bitsUsed, 1u + 25 + 1 + 9 + 2);
+    EXPECT_EQ(run.values.back(), 1);
+}
+
 // An escaped value of 65536 sets the mean to 65535 whatever the multiplier: the next code
 // then uses k = log2(127 + 3) = 7 (the update formula would have given k = 12).
 TEST(AdaptiveGolombTest, LargeValueClampsTheMean) {
