@@ -172,13 +172,7 @@ void UnpredictBlock(const int32_t* residuals, int32_t* output, uint32_t count, i
     }
     const uint32_t d = denominatorShift;
     switch (coefficientCount) {
-        case 1: return UnpredictFixed<1>(residuals, output, count, coefficients, width, d);
-        case 2: return UnpredictFixed<2>(residuals, output, count, coefficients, width, d);
-        case 3: return UnpredictFixed<3>(residuals, output, count, coefficients, width, d);
         case 4: return UnpredictFixed<4>(residuals, output, count, coefficients, width, d);
-        case 5: return UnpredictFixed<5>(residuals, output, count, coefficients, width, d);
-        case 6: return UnpredictFixed<6>(residuals, output, count, coefficients, width, d);
-        case 7: return UnpredictFixed<7>(residuals, output, count, coefficients, width, d);
         case 8: return UnpredictFixed<8>(residuals, output, count, coefficients, width, d);
         default: break;
     }

@@ -12,7 +12,7 @@ inline int32_t SignExtendAlac(uint32_t value, uint32_t width) {
 }
 
 // `residuals` and `output` may be the same array only for coefficient counts 0 and 31.
-// Coefficients are adapted in place. Counts 4 and 8 (and the other orders up to 8) run
+// Coefficients are adapted in place. Counts 4 and 8 (the orders common encoders use) run
 // unrolled loops that give the same results as UnpredictBlockPlain.
 void UnpredictBlock(const int32_t* residuals, int32_t* output, uint32_t count, int16_t* coefficients,
                     uint32_t coefficientCount, uint32_t width, uint32_t denominatorShift);

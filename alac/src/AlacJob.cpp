@@ -1,0 +1,286 @@
+// The lossless job: opens the MP4 file, finds the ALAC sound track and its cookie, seeks to
+// the host's start, and hands the host one block of PCM per MP4 sample through the
+// rendezvous protocol. Runs on the job thread that Decode started and owns its DecodeJob.
+//
+// Every way out goes through the resource holder below, so nothing leaks on an early return;
+// the order of the explicit releases on the normal paths (file closed before the final
+// message, event closed after it) is the one the host relies on: once it has the final
+// message it may move or delete the file.
+#include "AlacJob.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "AlacDecoder.h"
+#include "AlacOutput.h"
+#include "ChannelOrder.h"
+#include "DecodeJob.h"
+#include "mp4v2/mp4v2.h"
+#include "tarnbase.h"
+
+namespace {
+
+constexpr const char* kCookieProperty = "mdia.minf.stbl.stsd.alac.alacInfo";
+// The property starts with the atom header; the cookie fields lie behind it.
+constexpr uint32_t kCookieFieldsOffset = 12;
+constexpr uint32_t kMinCookiePropertyBytes = 36;  // 12-byte atom header + 24-byte cookie
+constexpr uint32_t kDefaultFrameLength = 4096;     // used when the cookie says 0
+constexpr uint32_t kNanosecondScale = 1000000000;
+constexpr uint64_t kHnsPerNanosecond = 100;        // host positions are in 100 ns units
+constexpr uint64_t kInvalidConversion = ~0ull;
+constexpr DWORD kEndedBeforeFormat = 1;
+constexpr DWORD kEndedAfterFormat = 0;
+
+uint32_t Be32(const uint8_t* p) {
+    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
+           (static_cast<uint32_t>(p[2]) << 8) | p[3];
+}
+
+// What the job reads from the cookie property itself (the decoder parses it separately).
+struct CookieView {
+    uint32_t frameLength;
+    uint32_t bitDepth;
+    uint32_t channels;
+    uint32_t sampleRate;
+};
+
+CookieView ReadCookieView(const uint8_t* property) {
+    const uint8_t* fields = property + kCookieFieldsOffset;
+    CookieView view{};
+    view.frameLength = Be32(fields);
+    view.bitDepth = fields[5];
+    view.channels = fields[9];
+    view.sampleRate = Be32(fields + 20);
+    if (view.frameLength == 0) {
+        view.frameLength = kDefaultFrameLength;
+    }
+    return view;
+}
+
+// Everything the job owns besides the DecodeJob; each release is idempotent, and whatever is
+// still held when the job returns is released by the destructor.
+struct JobResources {
+    MP4FileHandle file = MP4_INVALID_FILE_HANDLE;
+    uint8_t* cookie = nullptr;  // from MP4GetTrackBytesProperty, released with MP4Free
+    AlacDecoder decoder{};
+    uint8_t* output = nullptr;
+    HANDLE event = nullptr;
+
+    void CloseFile() {
+        if (file != MP4_INVALID_FILE_HANDLE) {
+            MP4Close(file, 0);
+            file = MP4_INVALID_FILE_HANDLE;
+        }
+    }
+    void FreeCookie() {
+        MP4Free(cookie);
+        cookie = nullptr;
+    }
+    void ReleaseDecoding() {
+        ReleaseAlacDecoder(&decoder);
+        std::free(output);
+        output = nullptr;
+    }
+    void CloseEvent() {
+        if (event != nullptr) {
+            CloseHandle(event);
+            event = nullptr;
+        }
+    }
+    ~JobResources() {
+        CloseFile();
+        FreeCookie();
+        ReleaseDecoding();
+        CloseEvent();
+    }
+};
+
+// Releases the DecodeJob when the thread procedure returns, after every message.
+struct DecodeJobOwner {
+    DecodeJob* job;
+    ~DecodeJobOwner() { ReleaseDecodeJob(job); }
+};
+
+// Sample buffer from MP4ReadSample, released with MP4Free.
+struct SampleBytes {
+    uint8_t* bytes = nullptr;
+    uint32_t size = 0;
+    ~SampleBytes() { MP4Free(bytes); }
+};
+
+// The sound-track rule: a sound track is tried when any is wanted or when it is the wanted
+// one; every sound track counts, also one whose cookie read failed.
+MP4TrackId FindAlacTrack(MP4FileHandle file, DWORD trackNumber, uint8_t** cookie, uint32_t* cookieSize) {
+    const uint32_t wanted = trackNumber == 0 ? kAnySoundTrack : WantedSoundTrackIndex(trackNumber);
+    const uint32_t trackCount = MP4GetNumberOfTracks(file, nullptr, 0);
+    uint32_t soundTracksSeen = 0;
+    for (uint32_t index = 0; index < trackCount; ++index) {
+        const MP4TrackId id = MP4FindTrackId(file, static_cast<uint16_t>(index), nullptr, 0);
+        const char* type = MP4GetTrackType(file, id);
+        if (type == nullptr || std::strcmp(type, MP4_AUDIO_TRACK_TYPE) != 0) {
+            continue;
+        }
+        if (wanted == kAnySoundTrack || wanted == soundTracksSeen) {
+            uint8_t* value = nullptr;
+            uint32_t size = 0;
+            if (MP4GetTrackBytesProperty(file, id, kCookieProperty, &value, &size)) {
+                *cookie = value;
+                *cookieSize = size;
+                return id;
+            }
+            MP4Free(value);
+        }
+        ++soundTracksSeen;
+    }
+    return MP4_INVALID_TRACK_ID;
+}
+
+// Finds the sync sample at or before the host's start time. Returns the sample to decode
+// from (1 when there is no seek) and writes the distance from that sample's start to the
+// requested time back into the host's value; without a seek the value is left alone.
+MP4SampleId SeekToStart(MP4FileHandle file, MP4TrackId track, uint64_t* startPosition) {
+    if (startPosition == nullptr || *startPosition == 0) {
+        return 1;
+    }
+    const MP4Timestamp target =
+        MP4ConvertToTrackTimestamp(file, track, *startPosition * kHnsPerNanosecond, kNanosecondScale);
+    if (target == MP4_INVALID_TIMESTAMP) {
+        return 1;
+    }
+    MP4SampleId sample = MP4GetSampleIdFromTime(file, track, target, false);
+    // A sync query that fails (negative) counts as a sync sample.
+    while (sample != MP4_INVALID_SAMPLE_ID && MP4GetSampleSync(file, track, sample) == 0) {
+        --sample;
+    }
+    if (sample == MP4_INVALID_SAMPLE_ID) {
+        return 1;
+    }
+    const MP4Timestamp sampleTime = MP4GetSampleTime(file, track, sample);
+    if (sampleTime == MP4_INVALID_TIMESTAMP || sampleTime > target) {
+        return 1;
+    }
+    if (sampleTime == target) {
+        *startPosition = 0;
+        return sample;
+    }
+    const uint64_t remainderNs = MP4ConvertFromTrackTimestamp(file, track, target - sampleTime, kNanosecondScale);
+    if (remainderNs == kInvalidConversion) {
+        return 1;
+    }
+    *startPosition = remainderNs / kHnsPerNanosecond;
+    return sample;
+}
+
+}  // namespace
+
+DWORD WINAPI RunAlacJob(LPVOID decodeJob) {
+    DecodeJobOwner owner{static_cast<DecodeJob*>(decodeJob)};
+    const DecodeJob& job = *owner.job;
+    JobResources res;
+
+    char* utf8Path = UNC_UnicodeToUtf8(job.path);
+    res.file = utf8Path != nullptr ? MP4Read(utf8Path) : MP4_INVALID_FILE_HANDLE;
+    UNC_freeStr(utf8Path);
+    if (res.file == MP4_INVALID_FILE_HANDLE) {
+        PostFinal(job, job.msgFailed);
+        return kEndedBeforeFormat;
+    }
+
+    uint32_t cookieSize = 0;
+    const MP4TrackId track = FindAlacTrack(res.file, job.trackNumber, &res.cookie, &cookieSize);
+    if (track == MP4_INVALID_TRACK_ID || res.cookie == nullptr || cookieSize < kMinCookiePropertyBytes) {
+        res.CloseFile();
+        PostFinal(job, job.msgFailed);
+        return kEndedBeforeFormat;
+    }
+    const CookieView cookie = ReadCookieView(res.cookie);
+
+    res.event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    if (res.event == nullptr) {
+        res.CloseFile();
+        PostFinal(job, job.msgFailed);
+        return kEndedBeforeFormat;
+    }
+    PcmBlock block{};
+    block.readyEvent = res.event;
+    block.jobThread = job.thread;
+    block.cancel = 0;
+    block.progress = 0.0;
+    block.sampleRate = cookie.sampleRate;
+    block.bitsPerSample = cookie.bitDepth;
+    block.channels = cookie.channels;
+    block.isFloat = 0;
+    block.lossySource = 0;
+
+    const MP4SampleId startSample = SeekToStart(res.file, track, job.startPosition);
+
+    if (Rendezvous(job, job.msgFormat, block)) {
+        // Refused at the format: no further message. The event is closed here too (by the
+        // resource holder): nobody else holds it, and leaving it open would leak a handle
+        // per refused file.
+        return kEndedBeforeFormat;
+    }
+
+    // The status is ignored on purpose: a refused cookie shows up as silent or undecodable
+    // packets, which are delivered like any other.
+    (void)InitAlacDecoder(&res.decoder, res.cookie, cookieSize);
+    res.FreeCookie();
+
+    // byteCount counts (bit depth / 8) bytes per sample, which is 2 for a 20-bit stream, but
+    // the decoder writes 3-byte containers for 20 and 24 bits; the buffer is sized for what
+    // the decoder writes, at whichever bit depth it took from the cookie.
+    const uint32_t bytesPerFrame = (cookie.bitDepth / 8) * cookie.channels;
+    const uint32_t decodedBytesPerSample = std::max({cookie.bitDepth / 8, AlacOutputBytesPerSample(cookie.bitDepth),
+                                                     AlacOutputBytesPerSample(res.decoder.config.bitDepth)});
+    const size_t outputBytes = static_cast<size_t>(cookie.frameLength) * cookie.channels * decodedBytesPerSample;
+    res.output = static_cast<uint8_t*>(std::calloc(std::max<size_t>(outputBytes, 1), 1));
+    if (res.output == nullptr) {
+        res.CloseFile();
+        res.ReleaseDecoding();
+        PostFinal(job, job.msgFailed);
+        return kEndedAfterFormat;
+    }
+
+    const MP4SampleId sampleCount = MP4GetTrackNumberOfSamples(res.file, track);
+    for (uint64_t sampleId = std::max<MP4SampleId>(startSample, 1); sampleId <= sampleCount; ++sampleId) {
+        uint32_t frames = 0;
+        {
+            SampleBytes sample;
+            if (!MP4ReadSample(res.file, track, static_cast<MP4SampleId>(sampleId), &sample.bytes, &sample.size,
+                               nullptr, nullptr, nullptr, nullptr)) {
+                break;  // a sample that cannot be read ends the track
+            }
+            AlacBitReader reader;
+            InitAlacBitReader(reader, sample.bytes, sample.size);
+            // Status ignored on purpose: the host gets whatever the decoder wrote, for the
+            // sample count it reported.
+            (void)DecodeAlacPacket(&res.decoder, &reader, res.output, cookie.frameLength, cookie.channels, &frames);
+        }
+        block.progress = static_cast<double>(sampleId) * 100.0 / static_cast<double>(sampleCount);
+        block.data = res.output;
+        block.byteCount = frames * bytesPerFrame;
+
+        if (cookie.channels >= 5 && cookie.channels <= 8) {
+            // Frames as the reorder counts them; a depth below 8 bits gives no whole byte per frame.
+            const uint32_t reorderFrameBytes = cookie.bitDepth * cookie.channels / 8;
+            if (reorderFrameBytes != 0) {
+                ReorderAlacChannels(res.output, block.byteCount / reorderFrameBytes, cookie.bitDepth, cookie.channels);
+            }
+        }
+
+        if (Rendezvous(job, job.msgBlock, block)) {
+            res.CloseFile();
+            res.ReleaseDecoding();
+            PostFinal(job, job.msgFailed);
+            res.CloseEvent();
+            return kEndedAfterFormat;
+        }
+    }
+
+    res.CloseFile();
+    res.ReleaseDecoding();
+    PostFinal(job, job.msgDone);
+    res.CloseEvent();
+    return kEndedAfterFormat;
+}
