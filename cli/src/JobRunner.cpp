@@ -71,14 +71,6 @@ bool IsDirectory(const std::string& path) {
     return !path.empty() && access((path + "/.").c_str(), F_OK) == 0;
 }
 
-std::u16string ToUtf16(const std::string& utf8) {
-    int n = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, nullptr, 0);
-    std::u16string out(static_cast<size_t>(n > 0 ? n : 1), u'\0');
-    if (n > 0) MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, &out[0], n);
-    out.resize(out.empty() ? 0 : out.size() - 1);
-    return out;
-}
-
 class Runner {
 public:
     Runner(const Options& options, ZorvDecodeFn decode) : options_(options), decode_(decode) {}
@@ -298,6 +290,14 @@ private:
 };
 
 }  // namespace
+
+std::u16string ToUtf16(const std::string& utf8) {
+    int n = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, nullptr, 0);
+    std::u16string out(static_cast<size_t>(n > 0 ? n : 1), u'\0');
+    if (n > 0) MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, &out[0], n);
+    out.resize(out.empty() ? 0 : out.size() - 1);
+    return out;
+}
 
 void RequestInterrupt() { interruptRequested = true; }
 

@@ -12,14 +12,6 @@ namespace {
 
 void OnInterrupt(int) { RequestInterrupt(); }
 
-std::u16string Utf16(const std::string& utf8) {
-    int n = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, nullptr, 0);
-    std::u16string out(static_cast<size_t>(n > 0 ? n : 1), u'\0');
-    if (n > 0) MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, &out[0], n);
-    out.resize(out.empty() ? 0 : out.size() - 1);
-    return out;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -38,7 +30,7 @@ int main(int argc, char** argv) {
     TARN_SetXheAacDrcSettings(options.drcEnabled, options.loudness, options.drcEffect);
 
     const std::string moduleName = options.modulePath.empty() ? "zorv_aac.dll" : options.modulePath;
-    HMODULE module = LoadLibraryW(Utf16(moduleName).c_str());
+    HMODULE module = LoadLibraryW(ToUtf16(moduleName).c_str());
     if (module == nullptr) {
         std::fprintf(stderr, "zorv-decode: cannot load the decoder module %s\n", moduleName.c_str());
         return 2;
