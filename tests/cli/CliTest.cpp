@@ -3,6 +3,8 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
+#include <cmath>
 #include <sstream>
 
 #include "TestFiles.h"
@@ -45,6 +47,47 @@ TEST(Cli, EachFailedInputGetsOneLineAndStatusOne) {
     EXPECT_EQ(Lines(r.errors), 4u) << r.errors;
     for (const std::string& input : {empty, junk, missing})
         EXPECT_NE(r.errors.find(input + ": "), std::string::npos) << input << " named in\n" << r.errors;
+}
+
+}  // namespace
+
+namespace {
+
+std::string LosslessStereo() {
+    return testfiles::Generated("cli-alac-stereo-32k.m4a", [](const std::string& out) {
+        return testfiles::Run(testfiles::Ffmpeg() +
+                              " -f lavfi -i \"aevalsrc=exprs='0.4*sin(2*PI*(200+300*t)*t)|0.3*sin(2*PI*555*t)':"
+                              "s=32000:d=4\" -c:a alac -sample_fmt s16p -f mp4 " + out);
+    });
+}
+
+TEST(Cli, StartTimeOutputIsTheFullDecodeFromThatTime) {
+    const std::string input = LosslessStereo();
+    ASSERT_FALSE(input.empty());
+    const std::string dir = testfiles::ScratchDir();
+    ASSERT_EQ(RunCli("-q -f raw -o " + dir + "/full.pcm " + input).status, 0);
+    const std::vector<uint8_t> full = testfiles::ReadAll(dir + "/full.pcm");
+    ASSERT_EQ(full.size(), 4u * 32000 * 4);
+    // At 32 kHz these times are whole frames: 1.5 s lies inside a 4096-frame packet, 0.128 s is
+    // a packet boundary, 0.01 s lies in the first packet.
+    for (double seconds : {1.5, 0.128, 0.01}) {
+        const std::string path = dir + "/from.pcm";
+        char start[32];
+        std::snprintf(start, sizeof start, "%.9f", seconds);
+        ASSERT_EQ(RunCli(std::string("-q -f raw -s ") + start + " -o " + path + " " + input).status, 0) << seconds;
+        const std::vector<uint8_t> from = testfiles::ReadAll(path);
+        const size_t skippedBytes = static_cast<size_t>(std::llround(seconds * 32000)) * 4;
+        ASSERT_EQ(from.size(), full.size() - skippedBytes) << seconds;
+        EXPECT_TRUE(std::equal(from.begin(), from.end(), full.begin() + static_cast<long>(skippedBytes))) << seconds;
+    }
+}
+
+TEST(Cli, InfoListsSoundTracksAndWritesNothing) {
+    const std::string input = LosslessStereo();
+    const std::string out = testfiles::Capture(testfiles::BinDir() + "/zorv-decode --info " + input);
+    EXPECT_NE(out.find("2 channels, 32000 Hz, 16-bit integer, lossless"), std::string::npos) << out;
+    EXPECT_NE(out.find("track 1: ALAC, 2 channels, 32000 Hz, 16-bit"), std::string::npos) << out;
+    EXPECT_EQ(testfiles::ReadAll(input.substr(0, input.rfind('.')) + ".wav").size(), 0u);
 }
 
 }  // namespace
