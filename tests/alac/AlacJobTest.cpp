@@ -45,7 +45,7 @@ void* StartAlacJob(const ZorvPathChar* path, uint32_t hostThreadId, uint64_t* st
     return thread;
 }
 
-JobRecord Run(const std::string& path, RunOptions options = {}) {
+JobRecord RunAlac(const std::string& path, RunOptions options = {}) {
     options.decode = &StartAlacJob;
     return testhost::RunJob(path, options);
 }
@@ -125,7 +125,7 @@ TEST_P(AlacJobStreams, DeliversFfmpegsPcmInHostOrder) {
     const std::string m4a = MakeM4a(std::string("alacjob_") + c.name + ".m4a",
                                     std::string("-f lavfi -i \"") + c.source + "\" -c:a alac " + c.encoder);
     ASSERT_FALSE(m4a.empty());
-    const JobRecord r = Run(m4a);
+    const JobRecord r = RunAlac(m4a);
     ExpectCleanEnd(r, Final::Done);
     EXPECT_EQ(r.exitCode, 0u);
     ASSERT_TRUE(r.gotFormat);
@@ -180,7 +180,7 @@ TEST(AlacJobTest, SixChannelBlocksAre49152BytesInHostOrder) {
     const std::string m4a = MakeM4a("alacjob_ch6.m4a",
                                     "-f lavfi -i \"aevalsrc=sin(300*t)|sin(400*t)|sin(500*t)|sin(600*t)|sin(700*t)|"
                                     "sin(800*t):c=5.1:s=48000:d=0.4\" -c:a alac -sample_fmt s16p");
-    const JobRecord r = Run(m4a);
+    const JobRecord r = RunAlac(m4a);
     ASSERT_GE(r.blockSizes.size(), 2u);
     EXPECT_EQ(r.blockSizes[0], 49152u);
     // Host order L R C LFE Ls Rs is ffmpeg's own order for 5.1.
@@ -207,7 +207,7 @@ TEST_P(AlacJobSeek, StartsAtThePacketAndWritesBackTheRemainder) {
     options.useStartPosition = true;
     options.startValue = c.startHns;
     const std::string m4a = SeekFile();
-    const JobRecord r = Run(m4a, options);
+    const JobRecord r = RunAlac(m4a, options);
     ExpectCleanEnd(r, Final::Done);
     EXPECT_EQ(r.startValueAtFormat, c.writtenBack);
     const std::vector<uint8_t> full = FfmpegPcm(m4a, "s16le");
@@ -230,7 +230,7 @@ INSTANTIATE_TEST_SUITE_P(Starts, AlacJobSeek, testing::ValuesIn(kSeeks),
 TEST(AlacJobTest, CancelAtFormatEndsWithoutMessage) {
     RunOptions options;
     options.cancelAt = 0;
-    const JobRecord r = Run(SeekFile(), options);
+    const JobRecord r = RunAlac(SeekFile(), options);
     ExpectCleanEnd(r, Final::None);
     EXPECT_EQ(r.messages.size(), 1u);
     EXPECT_TRUE(r.gotFormat);
@@ -240,7 +240,7 @@ TEST(AlacJobTest, CancelAtFormatEndsWithoutMessage) {
 TEST(AlacJobTest, CancelAtBlockEndsWithFailed) {
     RunOptions options;
     options.cancelAt = 2;
-    const JobRecord r = Run(SeekFile(), options);
+    const JobRecord r = RunAlac(SeekFile(), options);
     ExpectCleanEnd(r, Final::Failed);
     EXPECT_EQ(r.messages.size(), 4u);  // format, block, block, failed
     EXPECT_EQ(r.blockSizes.size(), 2u);
@@ -248,7 +248,7 @@ TEST(AlacJobTest, CancelAtBlockEndsWithFailed) {
 }
 
 TEST(AlacJobTest, MissingFileFailsBeforeTheFormat) {
-    const JobRecord r = Run(testfiles::ScratchDir() + "/absent.m4a");
+    const JobRecord r = RunAlac(testfiles::ScratchDir() + "/absent.m4a");
     ExpectCleanEnd(r, Final::Failed);
     EXPECT_EQ(r.messages.size(), 1u);
     EXPECT_FALSE(r.gotFormat);
@@ -275,7 +275,7 @@ TEST(AlacJobTest, TrackSelection) {
                            Row{"Track1IsAac", 1, Final::Failed, false}, Row{"Track3Absent", 3, Final::Failed, false}}) {
         RunOptions options;
         options.trackNumber = row.trackNumber;
-        const JobRecord r = Run(m4a, options);
+        const JobRecord r = RunAlac(m4a, options);
         ExpectCleanEnd(r, row.final);
         EXPECT_EQ(r.gotFormat, row.deliversSecond) << row.name;
         if (row.deliversSecond) {
@@ -286,7 +286,7 @@ TEST(AlacJobTest, TrackSelection) {
 
 TEST(AlacJobTest, FileWithoutAlacFails) {
     const std::string m4a = MakeM4a("alacjob_aac_only.m4a", "-f lavfi -i \"sine=f=300:r=44100:d=0.3\" -c:a aac");
-    const JobRecord r = Run(m4a);
+    const JobRecord r = RunAlac(m4a);
     ExpectCleanEnd(r, Final::Failed);
     EXPECT_FALSE(r.gotFormat);
 }
@@ -303,7 +303,7 @@ TEST(AlacJobTest, RealWorldFixturesMatchTheirMd5) {
         if (path.empty()) {
             GTEST_SKIP() << c.file << " not present";
         }
-        const JobRecord r = Run(path);
+        const JobRecord r = RunAlac(path);
         ExpectCleanEnd(r, Final::Done);
         const std::string out = testfiles::ScratchDir() + "/pcm";
         ASSERT_TRUE(testfiles::WriteAll(out, r.pcm));
