@@ -79,7 +79,7 @@ DWORD RouteAacJob(DecodeJob& job) {
     }
 
     const Mp4AacOutcome outcome = RunMp4AacJob(job, decoder, file, track, block);
-    NeAACDecClose(decoder);
+    if (decoder != nullptr) NeAACDecClose(decoder);  // null when its re-creation failed
     MP4Close(file, 0);
     if (outcome == Mp4AacOutcome::SiblingHandOver)
         return HandOverToSibling(job, SiblingHandOverPoint::NoSamples);

@@ -144,7 +144,7 @@ JobRecord RunJob(const std::string& path, const RunOptions& options) { return Ru
 
 std::vector<float> AsFloats(const JobRecord& record) {
     std::vector<float> out(record.pcm.size() / 4);
-    std::memcpy(out.data(), record.pcm.data(), out.size() * 4);
+    if (!out.empty()) std::memcpy(out.data(), record.pcm.data(), out.size() * 4);
     return out;
 }
 
