@@ -29,7 +29,8 @@ make_file() {  # name rate sample_fmt bits
 cpu_seconds() {
     best=""
     for run in 1 2 3; do
-        t=$( { /usr/bin/time -f "%U %S" "$@" >/dev/null 2>/dev/null; } 2>&1 | tail -n 1 | awk '{print $1 + $2}')
+        /usr/bin/time -f "%U %S" -o "$work/.cpu-time" "$@" >/dev/null 2>&1
+        t=$(tail -n 1 "$work/.cpu-time" | awk '{print $1 + $2}')
         if [ -z "$best" ] || awk "BEGIN{exit !($t < $best)}"; then
             best=$t
         fi
