@@ -13,10 +13,10 @@
 #include "ChannelOrder.h"
 #include "GaplessTrimmer.h"
 #include "Mp4Gapless.h"
+#include "Mp4Seek.h"
 
 namespace {
 
-constexpr uint32_t kNanosPerHns = 100;
 constexpr uint32_t kBytesPerSample = 4;  // FAAD_FMT_FLOAT
 
 struct Mp4Deleter {
@@ -33,33 +33,6 @@ bool InitFromTrack(NeAACDecHandle decoder, MP4FileHandle file, MP4TrackId track,
     Mp4Bytes config(raw);
     if (!have || config == nullptr || size == 0) return false;
     return NeAACDecInit2(decoder, config.get(), size, &sampleRate, &channels) >= 0;
-}
-
-// Finds the sync sample at or before the host's start time and writes back, through
-// `startPosition`, how far before that time decoding will begin. Returns the sample's 1-based id,
-// or 0 for no seek (then *startPosition is left as it is).
-MP4SampleId PlanSeek(MP4FileHandle file, MP4TrackId track, uint64_t* startPosition) {
-    if (startPosition == nullptr || *startPosition == 0) return MP4_INVALID_SAMPLE_ID;
-    uint64_t startHns = *startPosition;
-    if (startHns > UINT64_MAX / kNanosPerHns) return MP4_INVALID_SAMPLE_ID;
-    MP4Timestamp target = MP4ConvertToTrackTimestamp(file, track, startHns * kNanosPerHns, MP4_NANOSECONDS_TIME_SCALE);
-    if (target == MP4_INVALID_TIMESTAMP) return MP4_INVALID_SAMPLE_ID;
-
-    MP4SampleId id = MP4GetSampleIdFromTime(file, track, target, false);
-    // A failed sync lookup (-1) counts as sync: audio tracks list no sync samples or all of them.
-    while (id != MP4_INVALID_SAMPLE_ID && MP4GetSampleSync(file, track, id) == 0) --id;
-    if (id == MP4_INVALID_SAMPLE_ID) return MP4_INVALID_SAMPLE_ID;
-
-    MP4Timestamp syncTime = MP4GetSampleTime(file, track, id);
-    if (syncTime == MP4_INVALID_TIMESTAMP || syncTime > target) return MP4_INVALID_SAMPLE_ID;
-    if (syncTime == target) {
-        *startPosition = 0;
-        return id;
-    }
-    uint64_t remainderNs = MP4ConvertFromTrackTimestamp(file, track, target - syncTime, MP4_NANOSECONDS_TIME_SCALE);
-    if (remainderNs == UINT64_MAX) return MP4_INVALID_SAMPLE_ID;
-    *startPosition = remainderNs / kNanosPerHns;
-    return id;
 }
 
 enum class LoopEnd {
@@ -88,7 +61,7 @@ LoopEnd RunSampleLoop(DecodeJob& job, NeAACDecHandle& decoder, TrackState& state
     // Access units decoded without error but without output before the first that yields
     // samples; FAAD2 withholds the first one after initialisation, never after a seek reset.
     uint32_t withheldUnits = 0;
-    MP4SampleId seekSample = PlanSeek(state.file, state.track, job.startPosition);
+    MP4SampleId seekSample = FindStartSample(state.file, state.track, job.startPosition);
     MP4SampleId nextSample = 1;
     NeAACDecPostSeekReset(decoder, -1);
 

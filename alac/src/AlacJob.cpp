@@ -16,19 +16,17 @@
 #include "AlacOutput.h"
 #include "ChannelOrder.h"
 #include "DecodeJob.h"
+#include "Mp4Seek.h"
+#include "SoundTracks.h"
 #include "mp4v2/mp4v2.h"
 #include "tarnbase.h"
 
 namespace {
 
-constexpr const char* kCookieProperty = "mdia.minf.stbl.stsd.alac.alacInfo";
 // The property starts with the atom header; the cookie fields lie behind it.
 constexpr uint32_t kCookieFieldsOffset = 12;
 constexpr uint32_t kMinCookiePropertyBytes = 36;  // 12-byte atom header + 24-byte cookie
 constexpr uint32_t kDefaultFrameLength = 4096;     // used when the cookie says 0
-constexpr uint32_t kNanosecondScale = 1000000000;
-constexpr uint64_t kHnsPerNanosecond = 100;        // host positions are in 100 ns units
-constexpr uint64_t kInvalidConversion = ~0ull;
 constexpr DWORD kEndedBeforeFormat = 1;
 constexpr DWORD kEndedAfterFormat = 0;
 
@@ -109,69 +107,6 @@ struct SampleBytes {
     ~SampleBytes() { MP4Free(bytes); }
 };
 
-// The sound-track rule: a sound track is tried when any is wanted or when it is the wanted
-// one; every sound track counts, also one whose cookie read failed.
-MP4TrackId FindAlacTrack(MP4FileHandle file, DWORD trackNumber, uint8_t** cookie, uint32_t* cookieSize) {
-    const uint32_t wanted = trackNumber == 0 ? kAnySoundTrack : WantedSoundTrackIndex(trackNumber);
-    const uint32_t trackCount = MP4GetNumberOfTracks(file, nullptr, 0);
-    uint32_t soundTracksSeen = 0;
-    for (uint32_t index = 0; index < trackCount; ++index) {
-        const MP4TrackId id = MP4FindTrackId(file, static_cast<uint16_t>(index), nullptr, 0);
-        const char* type = MP4GetTrackType(file, id);
-        if (type == nullptr || std::strcmp(type, MP4_AUDIO_TRACK_TYPE) != 0) {
-            continue;
-        }
-        if (wanted == kAnySoundTrack || wanted == soundTracksSeen) {
-            uint8_t* value = nullptr;
-            uint32_t size = 0;
-            if (MP4GetTrackBytesProperty(file, id, kCookieProperty, &value, &size)) {
-                *cookie = value;
-                *cookieSize = size;
-                return id;
-            }
-            MP4Free(value);
-        }
-        ++soundTracksSeen;
-    }
-    return MP4_INVALID_TRACK_ID;
-}
-
-// Finds the sync sample at or before the host's start time. Returns the sample to decode
-// from (1 when there is no seek) and writes the distance from that sample's start to the
-// requested time back into the host's value; without a seek the value is left alone.
-MP4SampleId SeekToStart(MP4FileHandle file, MP4TrackId track, uint64_t* startPosition) {
-    if (startPosition == nullptr || *startPosition == 0) {
-        return 1;
-    }
-    const MP4Timestamp target =
-        MP4ConvertToTrackTimestamp(file, track, *startPosition * kHnsPerNanosecond, kNanosecondScale);
-    if (target == MP4_INVALID_TIMESTAMP) {
-        return 1;
-    }
-    MP4SampleId sample = MP4GetSampleIdFromTime(file, track, target, false);
-    // A sync query that fails (negative) counts as a sync sample.
-    while (sample != MP4_INVALID_SAMPLE_ID && MP4GetSampleSync(file, track, sample) == 0) {
-        --sample;
-    }
-    if (sample == MP4_INVALID_SAMPLE_ID) {
-        return 1;
-    }
-    const MP4Timestamp sampleTime = MP4GetSampleTime(file, track, sample);
-    if (sampleTime == MP4_INVALID_TIMESTAMP || sampleTime > target) {
-        return 1;
-    }
-    if (sampleTime == target) {
-        *startPosition = 0;
-        return sample;
-    }
-    const uint64_t remainderNs = MP4ConvertFromTrackTimestamp(file, track, target - sampleTime, kNanosecondScale);
-    if (remainderNs == kInvalidConversion) {
-        return 1;
-    }
-    *startPosition = remainderNs / kHnsPerNanosecond;
-    return sample;
-}
-
 }  // namespace
 
 DWORD WINAPI RunAlacJob(LPVOID decodeJob) {
@@ -188,7 +123,19 @@ DWORD WINAPI RunAlacJob(LPVOID decodeJob) {
     }
 
     uint32_t cookieSize = 0;
-    const MP4TrackId track = FindAlacTrack(res.file, job.trackNumber, &res.cookie, &cookieSize);
+    // Every sound track counts, also one whose cookie read failed; the first one with the
+    // cookie (or the wanted one, when one is named) is decoded.
+    const MP4TrackId track = FindSoundTrack(res.file, WantedSoundTrackIndex(job.trackNumber), [&](MP4TrackId id) {
+        uint8_t* value = nullptr;
+        uint32_t size = 0;
+        if (MP4GetTrackBytesProperty(res.file, id, kAlacCookieProperty, &value, &size)) {
+            res.cookie = value;
+            cookieSize = size;
+            return true;
+        }
+        MP4Free(value);
+        return false;
+    });
     if (track == MP4_INVALID_TRACK_ID || res.cookie == nullptr || cookieSize < kMinCookiePropertyBytes) {
         res.CloseFile();
         PostFinal(job, job.msgFailed);
@@ -213,7 +160,8 @@ DWORD WINAPI RunAlacJob(LPVOID decodeJob) {
     block.isFloat = 0;
     block.lossySource = 0;
 
-    const MP4SampleId startSample = SeekToStart(res.file, track, job.startPosition);
+    const MP4SampleId seekSample = FindStartSample(res.file, track, job.startPosition);
+    const MP4SampleId startSample = seekSample == MP4_INVALID_SAMPLE_ID ? 1 : seekSample;
 
     if (Rendezvous(job, job.msgFormat, block)) {
         // Refused at the format: no further message. The event is closed here too (by the

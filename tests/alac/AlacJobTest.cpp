@@ -24,25 +24,9 @@ using testhost::RunOptions;
 // these tests do not depend on the probe.
 void* StartAlacJob(const ZorvPathChar* path, uint32_t hostThreadId, uint64_t* startPosition, uint32_t msgFailed,
                    uint32_t msgDone, uint32_t msgBlock, uint32_t msgFormat, uint32_t trackNumber) {
-    auto* job = static_cast<DecodeJob*>(std::calloc(1, sizeof(DecodeJob)));
-    const size_t length = static_cast<size_t>(lstrlenW(path)) + 1;
-    job->path = static_cast<WCHAR*>(std::malloc(length * sizeof(WCHAR)));
-    lstrcpyW(job->path, path);
-    job->hostThreadId = hostThreadId;
-    job->startPosition = startPosition;
-    job->msgFailed = msgFailed;
-    job->msgDone = msgDone;
-    job->msgBlock = msgBlock;
-    job->msgFormat = msgFormat;
-    job->trackNumber = trackNumber;
-    HANDLE thread = CreateThread(nullptr, 0, RunAlacJob, job, CREATE_SUSPENDED, nullptr);
-    if (thread == nullptr) {
-        ReleaseDecodeJob(job);
-        return nullptr;
-    }
-    job->thread = thread;
-    ResumeThread(thread);
-    return thread;
+    DecodeJob* job = NewDecodeJob(path, hostThreadId, startPosition, msgFailed, msgDone, msgBlock, msgFormat,
+                                  trackNumber);
+    return job ? StartDecodeJob(job, RunAlacJob) : nullptr;
 }
 
 JobRecord RunAlac(const std::string& path, RunOptions options = {}) {

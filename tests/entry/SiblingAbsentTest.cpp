@@ -11,19 +11,13 @@ namespace {
 
 HANDLE HandOverDecode(const WCHAR* path, DWORD host, uint64_t* start, UINT failed, UINT done, UINT block, UINT format,
                       DWORD track) {
-    auto* job = static_cast<DecodeJob*>(std::calloc(1, sizeof(DecodeJob)));
-    job->path = static_cast<WCHAR*>(std::malloc((static_cast<size_t>(lstrlenW(path)) + 1) * sizeof(WCHAR)));
-    lstrcpyW(job->path, path);
-    *job = DecodeJob{job->path, host, 0, failed, done, block, format, nullptr, start, track};
-    return CreateThread(
-        nullptr, 0,
-        [](LPVOID p) -> DWORD {
-            auto* owned = static_cast<DecodeJob*>(p);
-            const DWORD code = HandOverToSibling(*owned, SiblingHandOverPoint::UnusableConfiguration);
-            ReleaseDecodeJob(owned);
-            return code;
-        },
-        job, 0, nullptr);
+    DecodeJob* job = NewDecodeJob(path, host, start, failed, done, block, format, track);
+    return StartDecodeJob(job, [](LPVOID p) -> DWORD {
+        auto* owned = static_cast<DecodeJob*>(p);
+        const DWORD code = HandOverToSibling(*owned, SiblingHandOverPoint::UnusableConfiguration);
+        ReleaseDecodeJob(owned);
+        return code;
+    });
 }
 
 TEST(Sibling, MissingModuleGivesOneFailedMessage) {

@@ -21,22 +21,13 @@ struct HandOverRequest {
 template <SiblingHandOverPoint Point>
 HANDLE HandOverDecode(const WCHAR* path, DWORD host, uint64_t* start, UINT failed, UINT done, UINT block, UINT format,
                       DWORD track) {
-    auto* job = static_cast<DecodeJob*>(std::calloc(1, sizeof(DecodeJob)));
-    const size_t n = static_cast<size_t>(lstrlenW(path)) + 1;
-    job->path = static_cast<WCHAR*>(std::malloc(n * sizeof(WCHAR)));
-    lstrcpyW(job->path, path);
-    *job = DecodeJob{job->path, host, 0, failed, done, block, format, nullptr, start, track};
-    HANDLE thread = CreateThread(
-        nullptr, 0, [](LPVOID p) -> DWORD {
-            auto* owned = static_cast<DecodeJob*>(p);
-            const DWORD code = HandOverToSibling(*owned, Point);
-            ReleaseDecodeJob(owned);
-            return code;
-        }, job,
-        CREATE_SUSPENDED, nullptr);
-    job->thread = thread;
-    ResumeThread(thread);
-    return thread;
+    DecodeJob* job = NewDecodeJob(path, host, start, failed, done, block, format, track);
+    return StartDecodeJob(job, [](LPVOID p) -> DWORD {
+        auto* owned = static_cast<DecodeJob*>(p);
+        const DWORD code = HandOverToSibling(*owned, Point);
+        ReleaseDecodeJob(owned);
+        return code;
+    });
 }
 
 TEST(Sibling, DecodesTheWholeRequestWithTheHostsIds) {

@@ -24,6 +24,15 @@ struct DecodeJob {
     DWORD trackNumber;        // 1-based sound track number, 0 = any
 };
 
+// A record holding a private copy of `path` and the other arguments; null when out of memory.
+DecodeJob* NewDecodeJob(const WCHAR* path, DWORD hostThreadId, uint64_t* startPosition, UINT msgFailed,
+                        UINT msgDone, UINT msgBlock, UINT msgFormat, DWORD trackNumber);
+
+// Starts `procedure` on a thread of its own with `job` as its argument; the thread is created
+// suspended so that job->thread is filled in before the job can read it. Returns the handle,
+// or null (the job is then released).
+HANDLE StartDecodeJob(DecodeJob* job, LPTHREAD_START_ROUTINE procedure);
+
 // Frees the path copy and the record. Accepts null.
 void ReleaseDecodeJob(DecodeJob* job);
 
