@@ -20,7 +20,7 @@ using namespace isotest;
 
 namespace {
 
-TableSpec OneSample() { return TableSpec{{4}, {{1, 1024}}, {{1, 1}}, {}, {}}; }
+TableLayout OneSample() { return TableLayout{{4}, {{1, 1024}}, {{1, 1}}, {}, {}}; }
 
 BoxBuilder SmallTrak(uint32_t id) { return Trak(id, OneSample(), {0}); }
 
@@ -131,16 +131,16 @@ const HeaderCase kHeaderCases[] = {
      [] { return Concat({MoovWith({Mvhd().Build(), BoxBuilder("trak").Build()}), Mdat()}); }, kIsoNotAMovie, 0},
     {"StscFirstChunkZero",
      [] {
-         TableSpec spec = OneSample();
-         spec.stsc = {{0, 1}};
-         return Concat({MoovWith({Mvhd().Build(), Trak(1, spec, {0}).Build()}), Mdat()});
+         TableLayout layout = OneSample();
+         layout.stsc = {{0, 1}};
+         return Concat({MoovWith({Mvhd().Build(), Trak(1, layout, {0}).Build()}), Mdat()});
      },
      kIsoNotAMovie, 0},
     {"StscOutOfOrder",
      [] {
-         TableSpec spec = OneSample();
-         spec.stsc = {{1, 1}, {3, 1}, {2, 1}};
-         return Concat({MoovWith({Mvhd().Build(), Trak(1, spec, {0}).Build()}), Mdat()});
+         TableLayout layout = OneSample();
+         layout.stsc = {{1, 1}, {3, 1}, {2, 1}};
+         return Concat({MoovWith({Mvhd().Build(), Trak(1, layout, {0}).Build()}), Mdat()});
      },
      kIsoNotAMovie, 0},
     {"StszCountBeyondBox",
@@ -164,11 +164,11 @@ const HeaderCase kHeaderCases[] = {
      kIsoNotAMovie, 0},
     {"MovieLargerThanReadBuffer",
      [] {
-         TableSpec spec;
-         spec.sizes.assign(20000, 3);
-         spec.stts = {{20000, 1024}};
-         spec.stsc = {{1, 20000}};
-         return Concat({MoovWith({Mvhd().Build(), Trak(1, spec, {0}).Build(), SmallTrak(2).Build()}), Mdat()});
+         TableLayout layout;
+         layout.sizes.assign(20000, 3);
+         layout.stts = {{20000, 1024}};
+         layout.stsc = {{1, 20000}};
+         return Concat({MoovWith({Mvhd().Build(), Trak(1, layout, {0}).Build(), SmallTrak(2).Build()}), Mdat()});
      },
      kIsoOk, 2},
 };
@@ -243,7 +243,7 @@ TEST(BoxParse, ExceptionCodes) {
         std::vector<uint8_t> bytes;
         int32_t code;
     };
-    TableSpec badStsc = OneSample();
+    TableLayout badStsc = OneSample();
     badStsc.stsc = {{0, 1}};
     BoxBuilder overrunTraf("traf");
     overrunTraf.Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(1))

@@ -36,7 +36,7 @@ inline BoxBuilder Stsd() {
     return BoxBuilder("stsd").Full(0, 0).U32(1).Child(entry);
 }
 
-struct TableSpec {
+struct TableLayout {
     std::vector<uint32_t> sizes;                   // one per table sample
     std::vector<std::pair<uint32_t, uint32_t>> stts;  // (count, delta)
     std::vector<std::pair<uint32_t, uint32_t>> stsc;  // (first chunk, samples per chunk)
@@ -45,31 +45,31 @@ struct TableSpec {
 };
 
 // A 'trak' whose chunk offsets are `chunkOffsets`.
-inline BoxBuilder Trak(uint32_t trackId, const TableSpec& spec, const std::vector<uint32_t>& chunkOffsets) {
+inline BoxBuilder Trak(uint32_t trackId, const TableLayout& layout, const std::vector<uint32_t>& chunkOffsets) {
     BoxBuilder stts("stts");
-    stts.Full(0, 0).U32(static_cast<uint32_t>(spec.stts.size()));
-    for (auto [count, delta] : spec.stts) stts.U32(count).U32(delta);
+    stts.Full(0, 0).U32(static_cast<uint32_t>(layout.stts.size()));
+    for (auto [count, delta] : layout.stts) stts.U32(count).U32(delta);
     BoxBuilder stsc("stsc");
-    stsc.Full(0, 0).U32(static_cast<uint32_t>(spec.stsc.size()));
-    for (auto [first, perChunk] : spec.stsc) stsc.U32(first).U32(perChunk).U32(1);
+    stsc.Full(0, 0).U32(static_cast<uint32_t>(layout.stsc.size()));
+    for (auto [first, perChunk] : layout.stsc) stsc.U32(first).U32(perChunk).U32(1);
     BoxBuilder stsz("stsz");
-    stsz.Full(0, 0).U32(0).U32(static_cast<uint32_t>(spec.sizes.size()));
-    for (uint32_t s : spec.sizes) stsz.U32(s);
+    stsz.Full(0, 0).U32(0).U32(static_cast<uint32_t>(layout.sizes.size()));
+    for (uint32_t s : layout.sizes) stsz.U32(s);
     BoxBuilder stco("stco");
     stco.Full(0, 0).U32(static_cast<uint32_t>(chunkOffsets.size()));
     for (uint32_t o : chunkOffsets) stco.U32(o);
     BoxBuilder stbl("stbl");
     stbl.Child(Stsd()).Child(stts).Child(stsc).Child(stsz).Child(stco);
-    if (!spec.syncSamples.empty()) {
+    if (!layout.syncSamples.empty()) {
         BoxBuilder stss("stss");
-        stss.Full(0, 0).U32(static_cast<uint32_t>(spec.syncSamples.size()));
-        for (uint32_t n : spec.syncSamples) stss.U32(n);
+        stss.Full(0, 0).U32(static_cast<uint32_t>(layout.syncSamples.size()));
+        for (uint32_t n : layout.syncSamples) stss.U32(n);
         stbl.Child(stss);
     }
-    if (!spec.ctts.empty()) {
+    if (!layout.ctts.empty()) {
         BoxBuilder ctts("ctts");
-        ctts.Full(0, 0).U32(static_cast<uint32_t>(spec.ctts.size()));
-        for (auto [count, offset] : spec.ctts) ctts.U32(count).U32(offset);
+        ctts.Full(0, 0).U32(static_cast<uint32_t>(layout.ctts.size()));
+        for (auto [count, offset] : layout.ctts) ctts.U32(count).U32(offset);
         stbl.Child(ctts);
     }
     BoxBuilder mdhd("mdhd");
@@ -94,22 +94,22 @@ struct TableMovie {
     std::vector<uint64_t> offsets;  // file offset of each sample
 };
 
-// Chunk layout from `spec.stsc`; `extraMoov` children are appended to the 'moov' (e.g. 'mvex');
+// Chunk layout from `layout.stsc`; `extraMoov` children are appended to the 'moov' (e.g. 'mvex');
 // `tail` is appended after the 'mdat' (e.g. fragments, whose offsets must then account for it).
-inline TableMovie MakeTableMovie(const TableSpec& spec, const std::vector<BoxBuilder>& extraMoov = {}) {
+inline TableMovie MakeTableMovie(const TableLayout& layout, const std::vector<BoxBuilder>& extraMoov = {}) {
     // Chunk sizes from the sample-to-chunk entries.
     std::vector<uint32_t> chunkSampleCounts;
     size_t k = 0;
-    for (size_t e = 0; e < spec.stsc.size() && k < spec.sizes.size(); ++e) {
-        const uint32_t lastChunk = e + 1 < spec.stsc.size() ? spec.stsc[e + 1].first - 1 : 0xFFFFFFFFu;
-        for (uint32_t c = spec.stsc[e].first; c <= lastChunk && k < spec.sizes.size(); ++c) {
-            chunkSampleCounts.push_back(spec.stsc[e].second);
-            k += spec.stsc[e].second;
+    for (size_t e = 0; e < layout.stsc.size() && k < layout.sizes.size(); ++e) {
+        const uint32_t lastChunk = e + 1 < layout.stsc.size() ? layout.stsc[e + 1].first - 1 : 0xFFFFFFFFu;
+        for (uint32_t c = layout.stsc[e].first; c <= lastChunk && k < layout.sizes.size(); ++c) {
+            chunkSampleCounts.push_back(layout.stsc[e].second);
+            k += layout.stsc[e].second;
         }
     }
     auto build = [&](const std::vector<uint32_t>& chunkOffsets) {
         BoxBuilder moov("moov");
-        moov.Child(Mvhd()).Child(Trak(kTrackId, spec, chunkOffsets));
+        moov.Child(Mvhd()).Child(Trak(kTrackId, layout, chunkOffsets));
         for (const auto& extra : extraMoov) moov.Child(extra);
         return moov.Build();
     };
@@ -121,9 +121,9 @@ inline TableMovie MakeTableMovie(const TableSpec& spec, const std::vector<BoxBui
     k = 0;
     for (uint32_t count : chunkSampleCounts) {
         chunkOffsets.push_back(mdatStart + 8 + static_cast<uint32_t>(payload.size()));
-        for (uint32_t s = 0; s < count && k < spec.sizes.size(); ++s, ++k) {
+        for (uint32_t s = 0; s < count && k < layout.sizes.size(); ++s, ++k) {
             movie.offsets.push_back(mdatStart + 8 + payload.size());
-            const auto bytes = SampleBytes(static_cast<uint32_t>(k), spec.sizes[k]);
+            const auto bytes = SampleBytes(static_cast<uint32_t>(k), layout.sizes[k]);
             payload.insert(payload.end(), bytes.begin(), bytes.end());
         }
     }

@@ -15,9 +15,9 @@ using namespace isotest;
 namespace {
 
 std::vector<uint8_t> TwoTrackMovie() {
-    TableSpec spec{{4, 4}, {{2, 1024}}, {{1, 2}}, {}, {}};
+    TableLayout layout{{4, 4}, {{2, 1024}}, {{1, 2}}, {}, {}};
     BoxBuilder moov("moov");
-    moov.Child(Mvhd()).Child(Trak(1, spec, {0})).Child(Trak(2, spec, {0}));
+    moov.Child(Mvhd()).Child(Trak(1, layout, {0})).Child(Trak(2, layout, {0}));
     return Concat({moov.Build(), BoxBuilder("mdat").Zeros(16).Build()});
 }
 

@@ -15,25 +15,25 @@ namespace {
 
 // 10 table samples in chunks of 4, 3 and 3, then two fragments of 5 samples each.
 struct MixedMovie {
-    TableSpec spec;
+    TableLayout layout;
     std::vector<uint8_t> bytes;
     std::vector<uint32_t> sizes;      // all 20 samples
     std::vector<uint32_t> durations;  // all 20 samples
     std::vector<uint64_t> offsets;    // all 20 samples
 
     explicit MixedMovie(std::vector<uint32_t> syncSamples = {}) {
-        spec.sizes = {11, 12, 13, 14, 15, 16, 17, 18, 19, 20};
-        spec.stts = {{3, 1000}, {0, 7}, {7, 1024}};
-        spec.stsc = {{1, 4}, {2, 3}};
-        spec.syncSamples = std::move(syncSamples);
-        spec.ctts = {{2, 5}, {8, 9}};
-        const TableMovie table = MakeTableMovie(spec, {BoxBuilder("mvex").Child(Trex(kTrackId, 0, 0, 0))});
+        layout.sizes = {11, 12, 13, 14, 15, 16, 17, 18, 19, 20};
+        layout.stts = {{3, 1000}, {0, 7}, {7, 1024}};
+        layout.stsc = {{1, 4}, {2, 3}};
+        layout.syncSamples = std::move(syncSamples);
+        layout.ctts = {{2, 5}, {8, 9}};
+        const TableMovie table = MakeTableMovie(layout, {BoxBuilder("mvex").Child(Trex(kTrackId, 0, 0, 0))});
         const std::vector<uint32_t> fragmentA = {30, 31, 32, 33, 34};
         const std::vector<uint32_t> fragmentB = {40, 41, 42, 43, 44};
         const std::vector<uint8_t> a = MakeFragment(1, 10, fragmentA, 2048);
         const std::vector<uint8_t> b = MakeFragment(2, 15, fragmentB, 512);
         bytes = Concat({table.bytes, a, b});
-        sizes = spec.sizes;
+        sizes = layout.sizes;
         sizes.insert(sizes.end(), fragmentA.begin(), fragmentA.end());
         sizes.insert(sizes.end(), fragmentB.begin(), fragmentB.end());
         durations = {1000, 1000, 1000, 1024, 1024, 1024, 1024, 1024, 1024, 1024};
@@ -148,17 +148,17 @@ TEST_F(ReaderFixture, RefusesSampleLargerThanCapacity) {
 }
 
 TEST_F(ReaderFixture, StscEntriesWithoutSamplesAreSkipped) {
-    TableSpec spec;
-    spec.sizes = {5, 6, 7, 8, 9, 10};
-    spec.stts = {{6, 1}};
-    spec.stsc = {{1, 2}, {2, 0}, {4, 1}};  // chunks 2 and 3 hold nothing
+    TableLayout layout;
+    layout.sizes = {5, 6, 7, 8, 9, 10};
+    layout.stts = {{6, 1}};
+    layout.stsc = {{1, 2}, {2, 0}, {4, 1}};  // chunks 2 and 3 hold nothing
     // Chunk layout: MakeTableMovie follows the entries, giving chunks of 2, 0, 0, 1, 1, 1, 1.
-    const TableMovie table = MakeTableMovie(spec);
+    const TableMovie table = MakeTableMovie(layout);
     Open(table.bytes);
     for (uint32_t k = 0; k < 6; ++k) {
         ASSERT_EQ(Read(0), kIsoOk) << k;
         EXPECT_EQ(sample_.record->fileOffset, table.offsets[k]) << k;
-        EXPECT_EQ(Bytes(), SampleBytes(k, spec.sizes[k])) << k;
+        EXPECT_EQ(Bytes(), SampleBytes(k, layout.sizes[k])) << k;
     }
 }
 
@@ -215,7 +215,7 @@ TEST_P(Precedence, FieldsOfSecondSample) {
     }
     const std::vector<uint8_t> moof = BoxBuilder("moof").Child(BoxBuilder("traf").Child(tfhd).Child(trun)).Build();
     BoxBuilder moov("moov");
-    moov.Child(Mvhd()).Child(Trak(kTrackId, TableSpec{}, {}));
+    moov.Child(Mvhd()).Child(Trak(kTrackId, TableLayout{}, {}));
     if (c.trex) moov.Child(BoxBuilder("mvex").Child(Trex(kTrackId, kTrexDuration, kTrexSize, kTrexFlags)));
     const std::vector<uint8_t> moovBytes = moov.Build();
     const std::vector<uint8_t> bytes = Concat({moovBytes, moof, BoxBuilder("mdat").Zeros(200).Build()});
@@ -249,7 +249,7 @@ TEST(FragmentData, OffsetOutsideFileFailsTheRead) {
         traf.Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(kTrackId))
             .Child(BoxBuilder("trun").Full(0, 0x301).U32(1).U32(static_cast<uint32_t>(r.dataOffset)).U32(10).U32(4));
         BoxBuilder moov("moov");
-        moov.Child(Mvhd()).Child(Trak(kTrackId, TableSpec{}, {}));
+        moov.Child(Mvhd()).Child(Trak(kTrackId, TableLayout{}, {}));
         const std::vector<uint8_t> bytes = Concat({moov.Build(), BoxBuilder("moof").Child(traf).Build(),
                                                    BoxBuilder("mdat").Zeros(8).Build()});
         MovieGuard movie;
