@@ -47,7 +47,7 @@ fuzz-smoke: fuzz test-fast
 	@bash scripts/fuzz-smoke.sh build-fuzz $(BUILD)
 
 bench: setup
-	@cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DZORV_BUILD_TESTS=OFF > /dev/null
+	@cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release > /dev/null
 	@ninja -C build-bench -j$(JOBS)
 	@bash scripts/bench.sh build-bench
 
