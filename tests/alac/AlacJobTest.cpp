@@ -102,45 +102,6 @@ struct StreamCase {
     int bits;
 };
 
-class AlacJobStreams : public testing::TestWithParam<StreamCase> {};
-
-TEST_P(AlacJobStreams, DeliversFfmpegsPcmInHostOrder) {
-    const StreamCase& c = GetParam();
-    const std::string m4a = MakeM4a(std::string("alacjob_") + c.name + ".m4a",
-                                    std::string("-f lavfi -i \"") + c.source + "\" -c:a alac " + c.encoder);
-    ASSERT_FALSE(m4a.empty());
-    const JobRecord r = RunAlac(m4a);
-    ExpectCleanEnd(r, Final::Done);
-    EXPECT_EQ(r.exitCode, 0u);
-    ASSERT_TRUE(r.gotFormat);
-    EXPECT_EQ(r.format.channels, static_cast<uint32_t>(c.channels));
-    EXPECT_EQ(r.format.sampleRate, static_cast<uint32_t>(c.rate));
-    EXPECT_EQ(r.format.bitsPerSample, static_cast<uint32_t>(c.bits));
-    EXPECT_EQ(r.format.isFloat, 0u);
-    EXPECT_EQ(r.format.lossySource, 0);
-    EXPECT_NE(r.format.readyEvent, nullptr);
-    EXPECT_NE(r.format.jobThread, nullptr);
-
-    const int bytes = c.bits / 8;
-    std::vector<uint8_t> expected = FfmpegPcm(m4a, c.bits == 16 ? "s16le" : "s24le");
-    if (c.channels >= 5) {
-        // The job's order is the documented reorder of the decoder's ALAC order; the decoder's
-        // own columns are checked against ffmpeg's in the decoder tests.
-        expected = Reorder(DecoderOrderPcm(m4a), c.channels, bytes);
-    }
-    ASSERT_EQ(r.pcm.size(), expected.size());
-    EXPECT_TRUE(r.pcm == expected);
-    for (size_t i = 1; i < r.progress.size(); ++i) {
-        EXPECT_GT(r.progress[i], r.progress[i - 1]);
-    }
-    ASSERT_FALSE(r.progress.empty());
-    EXPECT_DOUBLE_EQ(r.progress.back(), 100.0);
-    // One block per packet: every block but the last is a full frame.
-    for (size_t i = 0; i + 1 < r.blockSizes.size(); ++i) {
-        EXPECT_EQ(r.blockSizes[i], 4096u * c.channels * bytes) << i;
-    }
-}
-
 const StreamCase kStreams[] = {
     {"mono16", "sine=f=440:r=22050:d=1", "-sample_fmt s16p", 1, 22050, 16},
     {"stereo16", "anoisesrc=seed=3:a=0.3:r=44100:d=1.2,aformat=channel_layouts=stereo", "-sample_fmt s16p", 2, 44100, 16},
@@ -157,18 +118,48 @@ const StreamCase kStreams[] = {
      "-sample_fmt s32p -bits_per_raw_sample 24", 8, 48000, 24},
 };
 
-INSTANTIATE_TEST_SUITE_P(Files, AlacJobStreams, testing::ValuesIn(kStreams),
-                         [](const testing::TestParamInfo<StreamCase>& row) { return std::string(row.param.name); });
+TEST(AlacJobStreams, DeliversFfmpegsPcmInHostOrder) {
+    for (const StreamCase& c : kStreams) {
+        SCOPED_TRACE(c.name);
+        const std::string m4a = MakeM4a(std::string("alacjob_") + c.name + ".m4a",
+                                        std::string("-f lavfi -i \"") + c.source + "\" -c:a alac " + c.encoder);
+        ASSERT_FALSE(m4a.empty());
+        const JobRecord r = RunAlac(m4a);
+        ExpectCleanEnd(r, Final::Done);
+        EXPECT_EQ(r.exitCode, 0u);
+        ASSERT_TRUE(r.gotFormat);
+        EXPECT_EQ(r.format.channels, static_cast<uint32_t>(c.channels));
+        EXPECT_EQ(r.format.sampleRate, static_cast<uint32_t>(c.rate));
+        EXPECT_EQ(r.format.bitsPerSample, static_cast<uint32_t>(c.bits));
+        EXPECT_EQ(r.format.isFloat, 0u);
+        EXPECT_EQ(r.format.lossySource, 0);
+        EXPECT_NE(r.format.readyEvent, nullptr);
+        EXPECT_NE(r.format.jobThread, nullptr);
 
-TEST(AlacJobTest, SixChannelBlocksAre49152BytesInHostOrder) {
-    const std::string m4a = MakeM4a("alacjob_ch6.m4a",
-                                    "-f lavfi -i \"aevalsrc=sin(300*t)|sin(400*t)|sin(500*t)|sin(600*t)|sin(700*t)|"
-                                    "sin(800*t):c=5.1:s=48000:d=0.4\" -c:a alac -sample_fmt s16p");
-    const JobRecord r = RunAlac(m4a);
-    ASSERT_GE(r.blockSizes.size(), 2u);
-    EXPECT_EQ(r.blockSizes[0], 49152u);
-    // Host order L R C LFE Ls Rs is ffmpeg's own order for 5.1.
-    EXPECT_TRUE(r.pcm == FfmpegPcm(m4a, "s16le"));
+        const int bytes = c.bits / 8;
+        std::vector<uint8_t> expected = FfmpegPcm(m4a, c.bits == 16 ? "s16le" : "s24le");
+        if (c.channels >= 5) {
+            // The job's order is the documented reorder of the decoder's ALAC order; the decoder's
+            // own columns are checked against ffmpeg's in the decoder tests.
+            expected = Reorder(DecoderOrderPcm(m4a), c.channels, bytes);
+        }
+        ASSERT_EQ(r.pcm.size(), expected.size());
+        EXPECT_TRUE(r.pcm == expected);
+        for (size_t i = 1; i < r.progress.size(); ++i) {
+            EXPECT_GT(r.progress[i], r.progress[i - 1]);
+        }
+        ASSERT_FALSE(r.progress.empty());
+        EXPECT_DOUBLE_EQ(r.progress.back(), 100.0);
+        // One block per packet: every block but the last is a full frame.
+        for (size_t i = 0; i + 1 < r.blockSizes.size(); ++i) {
+            EXPECT_EQ(r.blockSizes[i], 4096u * c.channels * bytes) << i;
+        }
+        if (c.channels == 6) {
+            ASSERT_GE(r.blockSizes.size(), 2u);
+            // Host order L R C LFE Ls Rs is ffmpeg's own order for 5.1.
+            EXPECT_TRUE(r.pcm == FfmpegPcm(m4a, "s16le"));
+        }
+    }
 }
 
 // A stereo 48 kHz track of 4096-frame packets: 12288 frames = packets 1..3.
@@ -183,22 +174,6 @@ struct SeekCase {
     size_t firstFrame;  // frame of the track where the delivered PCM starts
 };
 
-class AlacJobSeek : public testing::TestWithParam<SeekCase> {};
-
-TEST_P(AlacJobSeek, StartsAtThePacketAndWritesBackTheRemainder) {
-    const SeekCase& c = GetParam();
-    RunOptions options;
-    options.useStartPosition = true;
-    options.startValue = c.startHns;
-    const std::string m4a = SeekFile();
-    const JobRecord r = RunAlac(m4a, options);
-    ExpectCleanEnd(r, Final::Done);
-    EXPECT_EQ(r.startValueAtFormat, c.writtenBack);
-    const std::vector<uint8_t> full = FfmpegPcm(m4a, "s16le");
-    ASSERT_LE(c.firstFrame * 4, full.size());
-    EXPECT_TRUE(r.pcm == std::vector<uint8_t>(full.begin() + static_cast<long>(c.firstFrame * 4), full.end()));
-}
-
 const SeekCase kSeeks[] = {
     // 13290 frames = 3 x 4096 + 1002: 13290 / 48000 s = 2768750 hns; 1002 frames = 208750 hns.
     {"InsidePacket4", 2768750, 208750, 12288},
@@ -208,27 +183,36 @@ const SeekCase kSeeks[] = {
     {"PastTheEnd", 600000000, 600000000, 0},
 };
 
-INSTANTIATE_TEST_SUITE_P(Starts, AlacJobSeek, testing::ValuesIn(kSeeks),
-                         [](const testing::TestParamInfo<SeekCase>& row) { return std::string(row.param.name); });
-
-TEST(AlacJobTest, CancelAtFormatEndsWithoutMessage) {
-    RunOptions options;
-    options.cancelAt = 0;
-    const JobRecord r = RunAlac(SeekFile(), options);
-    ExpectCleanEnd(r, Final::None);
-    EXPECT_EQ(r.messages.size(), 1u);
-    EXPECT_TRUE(r.gotFormat);
-    EXPECT_EQ(r.exitCode, 1u);
+TEST(AlacJobSeek, StartsAtThePacketAndWritesBackTheRemainder) {
+    for (const SeekCase& c : kSeeks) {
+        SCOPED_TRACE(c.name);
+        RunOptions options;
+        options.useStartPosition = true;
+        options.startValue = c.startHns;
+        const std::string m4a = SeekFile();
+        const JobRecord r = RunAlac(m4a, options);
+        ExpectCleanEnd(r, Final::Done);
+        EXPECT_EQ(r.startValueAtFormat, c.writtenBack);
+        const std::vector<uint8_t> full = FfmpegPcm(m4a, "s16le");
+        ASSERT_LE(c.firstFrame * 4, full.size());
+        EXPECT_TRUE(r.pcm == std::vector<uint8_t>(full.begin() + static_cast<long>(c.firstFrame * 4), full.end()));
+    }
 }
 
-TEST(AlacJobTest, CancelAtBlockEndsWithFailed) {
-    RunOptions options;
-    options.cancelAt = 2;
-    const JobRecord r = RunAlac(SeekFile(), options);
-    ExpectCleanEnd(r, Final::Failed);
-    EXPECT_EQ(r.messages.size(), 4u);  // format, block, block, failed
-    EXPECT_EQ(r.blockSizes.size(), 2u);
-    EXPECT_EQ(r.exitCode, 0u);
+// Cancelled at the format the job ends without a message; at block 2 it sends format, block,
+// block, failed.
+TEST(AlacJobTest, CancelEndsTheJob) {
+    struct Row { int cancelAt; Final final; size_t messages, blocks; uint32_t exitCode; };
+    for (const Row& c : {Row{0, Final::None, 1, 0, 1}, Row{2, Final::Failed, 4, 2, 0}}) {
+        RunOptions options;
+        options.cancelAt = c.cancelAt;
+        const JobRecord r = RunAlac(SeekFile(), options);
+        ExpectCleanEnd(r, c.final);
+        EXPECT_EQ(r.messages.size(), c.messages);
+        EXPECT_TRUE(r.gotFormat);
+        EXPECT_EQ(r.blockSizes.size(), c.blocks);
+        EXPECT_EQ(r.exitCode, c.exitCode);
+    }
 }
 
 TEST(AlacJobTest, MissingFileFailsBeforeTheFormat) {

@@ -125,73 +125,54 @@ TEST(FindAudioStart, LooksAtMost1024Positions) {
     }
 }
 
-struct OpenCase {
-    const char* name;
-    std::function<Bytes()> make;
-    bool opens;
-    RawHeaderType type;
-    std::function<int32_t(size_t fileSize)> lengthMs;  // expected estimate
-    bool decoderSeesTag;
-};
-
 int32_t AdtsLengthMs() {
     const size_t frames = rawtest::SplitAdts(StereoAdts()).size();
     return static_cast<int32_t>(frames * 1024 * 1000 / 44100);
 }
 
-class RawOpenTable : public ::testing::TestWithParam<OpenCase> {};
-
-TEST_P(RawOpenTable, FramesTheAudioBetweenTags) {
-    const OpenCase& c = GetParam();
-    const Bytes file = c.make();
-    const std::string path = rawtest::Write(std::string("open_") + c.name + ".aac", file);
-    const DecodeTrace t = DecodeAll(path);
-    ASSERT_EQ(t.opened, c.opens);
-    if (!c.opens) return;
-    EXPECT_EQ(t.headerType, c.type);
-    EXPECT_EQ(t.lengthMs, c.lengthMs(file.size()));
-    EXPECT_EQ(t.channels, 2u);
-    EXPECT_EQ(t.sampleRate, 44100u);
-    EXPECT_EQ(t.sawTagBytes, c.decoderSeesTag);
-}
-
-int32_t AtBitRate(size_t size, double bitRate) {
-    return static_cast<int32_t>((static_cast<double>(size) * 8.0 / bitRate + 0.5) * 1000.0);
-}
-int32_t At128k(size_t size) { return AtBitRate(size, 128000.0); }
-
-INSTANTIATE_TEST_SUITE_P(
-    Files, RawOpenTable,
-    ::testing::Values(
-        OpenCase{"PlainAdts", [] { return StereoAdts(); }, true, RawHeaderType::Adts,
-                 [](size_t) { return AdtsLengthMs(); }, false},
-        OpenCase{"Id3InFront", [] { return rawtest::Concat({rawtest::Id3WithSmpb(1024, 956, kFrames), StereoAdts()}); },
-                 true, RawHeaderType::Adts, [](size_t) { return AdtsLengthMs(); }, false},
-        OpenCase{"JunkBeforeSync", [] { return rawtest::Concat({Bytes(700, 0x22), StereoAdts()}); }, true,
-                 RawHeaderType::Adts, [](size_t) { return AdtsLengthMs(); }, false},
-        OpenCase{"Id3v1Behind", [] { return rawtest::Concat({StereoAdts(), rawtest::Id3v1Tag()}); }, true,
-                 RawHeaderType::Adts, [](size_t) { return AdtsLengthMs(); }, false},
-        OpenCase{"ApeBehind", [] { return rawtest::Concat({StereoAdts(), rawtest::ApeTag()}); }, true,
-                 RawHeaderType::Adts, [](size_t) { return AdtsLengthMs(); }, false},
-        OpenCase{"Lyrics3Behind", [] { return rawtest::Concat({StereoAdts(), rawtest::Lyrics3Tag()}); }, true,
-                 RawHeaderType::Adts, [](size_t) { return AdtsLengthMs(); }, false},
+TEST(RawAacStream, FramesTheAudioBetweenTags) {
+    const Bytes& adts = StereoAdts();
+    const int32_t ms = AdtsLengthMs();
+    const auto t = RawHeaderType::Adts;
+    const auto none = RawHeaderType::None;
+    struct Row {
+        const char* name;
+        Bytes file;
+        bool opens;
+        RawHeaderType type;
+        int32_t lengthMs;
+        bool decoderSeesTag;
+    };
+    const Row rows[] = {
+        {"PlainAdts", adts, true, t, ms, false},
+        {"Id3InFront", rawtest::Concat({rawtest::Id3WithSmpb(1024, 956, kFrames), adts}), true, t, ms, false},
+        {"JunkBeforeSync", rawtest::Concat({Bytes(700, 0x22), adts}), true, t, ms, false},
+        {"Id3v1Behind", rawtest::Concat({adts, rawtest::Id3v1Tag()}), true, t, ms, false},
+        {"ApeBehind", rawtest::Concat({adts, rawtest::ApeTag()}), true, t, ms, false},
+        {"Lyrics3Behind", rawtest::Concat({adts, rawtest::Lyrics3Tag()}), true, t, ms, false},
         // Eight bytes are too few for the APE test: they reach the decoder.
-        OpenCase{"ApeSignatureOnly", [] { return rawtest::Concat({StereoAdts(), Bytes{'A', 'P', 'E', 'T', 'A', 'G', 'E', 'X'}}); },
-                 true, RawHeaderType::Adts, [](size_t) { return AdtsLengthMs(); }, true},
+        {"ApeSignatureOnly", rawtest::Concat({adts, Bytes{'A', 'P', 'E', 'T', 'A', 'G', 'E', 'X'}}), true, t, ms, true},
         // The sync search looks only for ADTS: an ADIF stream (or bare frames) without such a
         // pattern in its first 1024 bytes starts 1024 bytes in, inside the raw data, where no
         // frame decodes.
-        OpenCase{"AdifStartsLate",
-                 [] { return rawtest::Adif(rawtest::SplitAdts(StereoAdts()), 128000, false); }, false,
-                 RawHeaderType::None, nullptr, false},
-        OpenCase{"BareFramesStartLate", [] { return rawtest::RawBlocks(rawtest::SplitAdts(StereoAdts())); }, false,
-                 RawHeaderType::None, nullptr, false},
-        OpenCase{"EmptyAfterTag", [] { return rawtest::Id3WithSmpb(1024, 956, kFrames); }, false, RawHeaderType::None,
-                 nullptr, false},
-        OpenCase{"UnderTenBytes", [] { return Bytes{0xFF, 0xF1, 0x50, 0x80}; }, false, RawHeaderType::None, nullptr,
-                 false},
-        OpenCase{"OnlyJunk", [] { return Bytes(3000, 0x00); }, false, RawHeaderType::None, nullptr, false}),
-    [](const ::testing::TestParamInfo<OpenCase>& row) { return std::string(row.param.name); });
+        {"AdifStartsLate", rawtest::Adif(rawtest::SplitAdts(adts), 128000, false), false, none, 0, false},
+        {"BareFramesStartLate", rawtest::RawBlocks(rawtest::SplitAdts(adts)), false, none, 0, false},
+        {"EmptyAfterTag", rawtest::Id3WithSmpb(1024, 956, kFrames), false, none, 0, false},
+        {"UnderTenBytes", Bytes{0xFF, 0xF1, 0x50, 0x80}, false, none, 0, false},
+        {"OnlyJunk", Bytes(3000, 0x00), false, none, 0, false},
+    };
+    for (const Row& c : rows) {
+        SCOPED_TRACE(c.name);
+        const DecodeTrace trace = DecodeAll(rawtest::Write(std::string("open_") + c.name + ".aac", c.file));
+        ASSERT_EQ(trace.opened, c.opens);
+        if (!c.opens) continue;
+        EXPECT_EQ(trace.headerType, c.type);
+        EXPECT_EQ(trace.lengthMs, c.lengthMs);
+        EXPECT_EQ(trace.channels, 2u);
+        EXPECT_EQ(trace.sampleRate, 44100u);
+        EXPECT_EQ(trace.sawTagBytes, c.decoderSeesTag);
+    }
+}
 
 TEST(RawAacStream, TrailingTagsNeverReachTheDecoder) {
     const size_t audio = StereoAdts().size();
@@ -225,13 +206,6 @@ TEST(RawAacStream, GaplessValuesFromTheLeadingTag) {
     }
 }
 
-struct LengthCase {
-    const char* name;
-    std::function<Bytes()> make;
-    RawHeaderType type;
-    std::function<int32_t(size_t fileSize)> lengthMs;
-};
-
 Bytes WithAdtsField(Bytes bytes, const std::function<void(uint8_t* header)>& change) {
     for (size_t at = 0; at + 7 <= bytes.size();) {
         const size_t length = ((bytes[at + 3] & 0x03u) << 11) | (uint32_t{bytes[at + 4]} << 3) | (bytes[at + 5] >> 5);
@@ -248,66 +222,54 @@ void SetFrameLength(uint8_t* h, uint32_t length) {
     h[5] = static_cast<uint8_t>((h[5] & 0x1F) | ((length & 7) << 5));
 }
 
-class LengthTable : public ::testing::TestWithParam<LengthCase> {};
-
-TEST_P(LengthTable, HeaderTypeAndLengthEstimate) {
-    const LengthCase& c = GetParam();
-    const Bytes file = c.make();
-    RawAacStream stream;
-    stream.file = std::fopen(rawtest::Write(std::string("length_") + c.name, file).c_str(), "rb");
-    ASSERT_NE(stream.file, nullptr);
-    stream.buffer = static_cast<uint8_t*>(std::malloc(kStreamBufferBytes));
-    DetectHeaderAndLength(stream, 0);
-    EXPECT_EQ(stream.headerType, c.type);
-    EXPECT_EQ(stream.lengthMs, c.lengthMs(file.size()));
-    // The decoder is handed the buffer from the audio start whatever was counted.
-    EXPECT_EQ(std::memcmp(stream.buffer, file.data(), std::min<size_t>(file.size(), 16)), 0);
-    EXPECT_EQ(stream.bytesConsumed, 0);
-    EXPECT_EQ(stream.bytesInBuffer, static_cast<int32_t>(std::min<size_t>(file.size(), kStreamBufferBytes)));
-}
-
-std::vector<Bytes> Frames() { return rawtest::SplitAdts(StereoAdts()); }
-
-INSTANTIATE_TEST_SUITE_P(
-    Streams, LengthTable,
-    ::testing::Values(
-        LengthCase{"AdtsCountsFrames", [] { return StereoAdts(); }, RawHeaderType::Adts,
-                   [](size_t) { return AdtsLengthMs(); }},
-        LengthCase{"AdtsCountStopsAtCutFrame",
-                   [] {
-                       const std::vector<Bytes> f = Frames();
-                       Bytes b = rawtest::Join(std::vector<Bytes>(f.begin(), f.begin() + 20));
-                       b.insert(b.end(), f[20].begin(), f[20].begin() + 30);
-                       return b;
-                   },
-                   RawHeaderType::Adts, [](size_t) { return 20 * 1024 * 1000 / 44100; }},
-        LengthCase{"AdtsCountStopsAtTrailingTag",
-                   [] { return rawtest::Concat({StereoAdts(), rawtest::ApeTag(), StereoAdts()}); },
-                   RawHeaderType::Adts, [](size_t) { return AdtsLengthMs(); }},
+TEST(RawAacStream, HeaderTypeAndLengthEstimate) {
+    const std::vector<Bytes> frames = rawtest::SplitAdts(StereoAdts());
+    Bytes cut = rawtest::Join(std::vector<Bytes>(frames.begin(), frames.begin() + 20));
+    cut.insert(cut.end(), frames[20].begin(), frames[20].begin() + 30);
+    const Bytes raw = rawtest::RawBlocks(frames);
+    const auto adts = RawHeaderType::Adts;
+    const auto adif = RawHeaderType::Adif;
+    struct Row {
+        const char* name;
+        Bytes file;
+        RawHeaderType type;
+        int32_t lengthMs;  // used when bitRate is 0
+        double bitRate;    // otherwise: the estimate from the file size at this rate
+    };
+    const Row rows[] = {
+        {"AdtsCountsFrames", StereoAdts(), adts, AdtsLengthMs(), 0},
+        {"AdtsCountStopsAtCutFrame", cut, adts, 20 * 1024 * 1000 / 44100, 0},
+        {"AdtsCountStopsAtTrailingTag", rawtest::Concat({StereoAdts(), rawtest::ApeTag(), StereoAdts()}), adts,
+         AdtsLengthMs(), 0},
         // Indices 12 to 15 have no rate: 0 frames per second gives the 1.0 s default.
-        LengthCase{"AdtsRateIndex15",
-                   [] { return WithAdtsField(StereoAdts(), [](uint8_t* h) { h[2] = static_cast<uint8_t>(h[2] | 0x3C); }); },
-                   RawHeaderType::Adts, [](size_t) { return 1000; }},
+        {"AdtsRateIndex15", WithAdtsField(StereoAdts(), [](uint8_t* h) { h[2] = static_cast<uint8_t>(h[2] | 0x3C); }),
+         adts, 1000, 0},
         // Frame lengths below the header size end the count instead of repeating for ever.
-        LengthCase{"AdtsFrameLengthZero",
-                   [] { return WithAdtsField(StereoAdts(), [](uint8_t* h) { SetFrameLength(h, 0); }); },
-                   RawHeaderType::Adts, [](size_t) { return 0; }},
-        LengthCase{"AdtsFrameLengthSix",
-                   [] { return WithAdtsField(StereoAdts(), [](uint8_t* h) { SetFrameLength(h, 6); }); },
-                   RawHeaderType::Adts, [](size_t) { return 0; }},
-        LengthCase{"Adif128k", [] { return rawtest::Adif(Frames(), 128000, false); }, RawHeaderType::Adif, At128k},
-        LengthCase{"Adif64kWithCopyrightId", [] { return rawtest::Adif(Frames(), 64000, true); }, RawHeaderType::Adif,
-                   [](size_t size) { return AtBitRate(size, 64000.0); }},
-        LengthCase{"AdifRateZeroAssumes128k", [] { return rawtest::Adif(Frames(), 0, false); }, RawHeaderType::Adif,
-                   At128k},
+        {"AdtsFrameLengthZero", WithAdtsField(StereoAdts(), [](uint8_t* h) { SetFrameLength(h, 0); }), adts, 0, 0},
+        {"AdtsFrameLengthSix", WithAdtsField(StereoAdts(), [](uint8_t* h) { SetFrameLength(h, 6); }), adts, 0, 0},
+        {"Adif128k", rawtest::Adif(frames, 128000, false), adif, 0, 128000.0},
+        {"Adif64kWithCopyrightId", rawtest::Adif(frames, 64000, true), adif, 0, 64000.0},
+        {"AdifRateZeroAssumes128k", rawtest::Adif(frames, 0, false), adif, 0, 128000.0},
         // No header: a fixed 128 kbit/s; 16000 bytes -> 1.5 s.
-        LengthCase{"Bare16000Bytes",
-                   [] {
-                       const Bytes raw = rawtest::RawBlocks(Frames());
-                       return Bytes(raw.begin(), raw.begin() + 16000);
-                   },
-                   RawHeaderType::None, [](size_t) { return 1500; }}),
-    [](const ::testing::TestParamInfo<LengthCase>& row) { return std::string(row.param.name); });
+        {"Bare16000Bytes", Bytes(raw.begin(), raw.begin() + 16000), RawHeaderType::None, 1500, 0},
+    };
+    for (const Row& c : rows) {
+        SCOPED_TRACE(c.name);
+        RawAacStream stream;
+        stream.file = std::fopen(rawtest::Write(std::string("length_") + c.name, c.file).c_str(), "rb");
+        ASSERT_NE(stream.file, nullptr);
+        stream.buffer = static_cast<uint8_t*>(std::malloc(kStreamBufferBytes));
+        DetectHeaderAndLength(stream, 0);
+        EXPECT_EQ(stream.headerType, c.type);
+        const double size = static_cast<double>(c.file.size());
+        EXPECT_EQ(stream.lengthMs,
+                  c.bitRate > 0 ? static_cast<int32_t>((size * 8.0 / c.bitRate + 0.5) * 1000.0) : c.lengthMs);
+        // The decoder is handed the buffer from the audio start whatever was counted.
+        EXPECT_EQ(std::memcmp(stream.buffer, c.file.data(), std::min<size_t>(c.file.size(), 16)), 0);
+        EXPECT_EQ(stream.bytesConsumed, 0);
+        EXPECT_EQ(stream.bytesInBuffer, static_cast<int32_t>(std::min<size_t>(c.file.size(), kStreamBufferBytes)));
+    }
+}
 
 TEST(RawAacStream, RealWorldFixtures) {
     const std::string sf15 = testfiles::SharedFixture("rw_adts_sf_index15.aac");

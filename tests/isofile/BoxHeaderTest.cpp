@@ -26,155 +26,94 @@ BoxBuilder SmallTrak(uint32_t id) { return Trak(id, OneSample(), {0}); }
 
 std::vector<uint8_t> Mdat() { return BoxBuilder("mdat").Zeros(16).Build(); }
 
-struct HeaderCase {
-    const char* name;
-    std::function<std::vector<uint8_t>()> file;
-    int32_t openResult;
-    uint32_t tracks;  // checked when the open succeeds
-};
-
-void PrintTo(const HeaderCase& c, std::ostream* os) { *os << c.name; }
-
-class HeaderCases : public ::testing::TestWithParam<HeaderCase> {};
-
-TEST_P(HeaderCases, OpenResultAndTracks) {
-    const HeaderCase& c = GetParam();
-    const std::vector<uint8_t> bytes = c.file();
-    MovieGuard movie;
-    ASSERT_EQ(OpenInMemory(bytes, movie), c.openResult);
-    if (c.openResult != kIsoOk) {
-        EXPECT_EQ(movie.handle, nullptr);
-        return;
-    }
-    ISOTrackHandle* track = nullptr;
-    for (uint32_t i = 0; i < c.tracks; ++i) EXPECT_EQ(ISO_OpenTrack(movie.handle, &track, i), kIsoOk) << i;
-    EXPECT_EQ(ISO_OpenTrack(movie.handle, &track, c.tracks), kIsoNoTrack);
-}
-
-std::vector<uint8_t> MoovWith(std::initializer_list<std::vector<uint8_t>> children) {
+// A movie header, track 1 and then `extra` inside the 'moov', followed by a media data box.
+std::vector<uint8_t> MoovWith(std::initializer_list<std::vector<uint8_t>> extra, bool header = true,
+                              bool track = true) {
     BoxBuilder moov("moov");
-    for (const auto& child : children) moov.Bytes(child);
+    if (header) moov.Child(Mvhd());
+    if (track) moov.Child(SmallTrak(1));
+    for (const auto& child : extra) moov.Bytes(child);
     return moov.Build();
 }
+std::vector<uint8_t> Movie(std::initializer_list<std::vector<uint8_t>> extra = {}) {
+    return Concat({MoovWith(extra), Mdat()});
+}
+std::vector<uint8_t> WithTrak(const TableLayout& layout) {
+    return Concat({MoovWith({Trak(1, layout, {0}).Build()}, true, false), Mdat()});
+}
+std::vector<uint8_t> Cut(std::vector<uint8_t> bytes, size_t n) {
+    bytes.resize(bytes.size() - n);
+    return bytes;
+}
 
-const HeaderCase kHeaderCases[] = {
-    {"Plain", [] { return Concat({BoxBuilder("ftyp").Str("M4A ").U32(0).Str("isom").Build(),
-                                  MoovWith({Mvhd().Build(), SmallTrak(1).Build()}), Mdat()}); },
-     kIsoOk, 1},
-    {"Size7AtTopEndsParseBeforeMovie",
-     [] { return Concat({BoxBuilder("free").SizeOverride(7).Zeros(8).Build(),
-                         MoovWith({Mvhd().Build(), SmallTrak(1).Build()})}); },
-     kIsoNotAMovie, 0},
-    {"Size8EmptyPayload",
-     [] { return Concat({BoxBuilder("free").Build(), MoovWith({Mvhd().Build(), SmallTrak(1).Build()})}); },
-     kIsoOk, 1},
-    {"Size64BitAtTopIsInvalid",
-     [] { return Concat({BoxBuilder("free").Large64().Zeros(4).Build(),
-                         MoovWith({Mvhd().Build(), SmallTrak(1).Build()})}); },
-     kIsoNotAMovie, 0},
-    {"Size64BitChildEndsItsContainer",
-     [] { return Concat({MoovWith({Mvhd().Build(), SmallTrak(1).Build(),
-                                   BoxBuilder("free").Large64().Zeros(4).Build(), SmallTrak(2).Build()}),
-                         Mdat()}); },
-     kIsoOk, 1},
-    {"Size7ChildEndsItsContainer",
-     [] { return Concat({MoovWith({Mvhd().Build(), SmallTrak(1).Build(),
-                                   BoxBuilder("abcd").SizeOverride(7).Zeros(4).Build(), SmallTrak(2).Build()}),
-                         Mdat()}); },
-     kIsoOk, 1},
-    {"TypeStartingWithA9IsInvalid",
-     [] { return Concat({MoovWith({Mvhd().Build(), SmallTrak(1).Build(),
-                                   BoxBuilder("\xA9nam").Zeros(4).Build(), SmallTrak(2).Build()}),
-                         Mdat()}); },
-     kIsoOk, 1},
-    {"UnknownTypeSkipped",
-     [] { return Concat({MoovWith({Mvhd().Build(), SmallTrak(1).Build(), BoxBuilder("zzzz").Zeros(13).Build(),
-                                   SmallTrak(2).Build()}),
-                         Mdat()}); },
-     kIsoOk, 2},
-    {"ChildOverrunsParent",
-     [] { return Concat({MoovWith({Mvhd().Build(), SmallTrak(1).Build(),
-                                   BoxBuilder("zzzz").SizeOverride(64).Zeros(8).Build()}),
-                         Mdat(), Mdat(), Mdat()}); },
-     kIsoNotAMovie, 0},
-    {"ChildrenUnderrunParent",
-     [] { return Concat({BoxBuilder("moov").Child(Mvhd()).Child(SmallTrak(1)).Zeros(4).Build(), Mdat()}); },
-     kIsoNotAMovie, 0},
-    {"TrailingBytesOfMovieAtEndOfDataKept",
-     [] { return BoxBuilder("moov").Child(Mvhd()).Child(SmallTrak(1)).Zeros(4).Build(); },
-     kIsoOk, 1},
-    {"MovieWithoutHeader", [] { return Concat({MoovWith({SmallTrak(1).Build()}), Mdat()}); }, kIsoNotAMovie, 0},
-    {"TruncatedMovie",
-     [] {
-         auto bytes = MoovWith({Mvhd().Build(), SmallTrak(1).Build()});
-         bytes.resize(bytes.size() - 10);
-         return bytes;
-     },
-     kIsoNotAMovie, 0},
-    {"TruncatedAfterMovieKeepsMovie",
-     [] {
-         auto bytes = Concat({MoovWith({Mvhd().Build(), SmallTrak(1).Build()}), Mdat()});
-         bytes.resize(bytes.size() - 3);
-         return bytes;
-     },
-     kIsoOk, 1},
-    {"MediaDataBeforeMovie",
-     [] { return Concat({BoxBuilder("mdat").Zeros(40000).Build(), MoovWith({Mvhd().Build(), SmallTrak(1).Build()})}); },
-     kIsoOk, 1},
-    {"NoMovieAtAll", [] { return Concat({BoxBuilder("free").Zeros(10).Build(), Mdat()}); }, kIsoNotAMovie, 0},
-    {"Empty", [] { return std::vector<uint8_t>{}; }, kIsoNotAMovie, 0},
-    {"TopLevelUdtaAndUuidKeptRaw",
-     [] { return Concat({BoxBuilder("udta").Str("not parsed").Build(), BoxBuilder("uuid").Zeros(16).Build(),
-                         BoxBuilder("wide").Build(), MoovWith({Mvhd().Build(), SmallTrak(1).Build()})}); },
-     kIsoOk, 1},
-    {"TrackWithoutHeader",
-     [] { return Concat({MoovWith({Mvhd().Build(), BoxBuilder("trak").Build()}), Mdat()}); }, kIsoNotAMovie, 0},
-    {"StscFirstChunkZero",
-     [] {
-         TableLayout layout = OneSample();
-         layout.stsc = {{0, 1}};
-         return Concat({MoovWith({Mvhd().Build(), Trak(1, layout, {0}).Build()}), Mdat()});
-     },
-     kIsoNotAMovie, 0},
-    {"StscOutOfOrder",
-     [] {
-         TableLayout layout = OneSample();
-         layout.stsc = {{1, 1}, {3, 1}, {2, 1}};
-         return Concat({MoovWith({Mvhd().Build(), Trak(1, layout, {0}).Build()}), Mdat()});
-     },
-     kIsoNotAMovie, 0},
-    {"StszCountBeyondBox",
-     [] {
-         BoxBuilder moov("moov");
-         BoxBuilder stbl("stbl");
-         stbl.Child(BoxBuilder("stsz").Full(0, 0).U32(0).U32(0x40000000).U32(5));
-         BoxBuilder trak("trak");
-         trak.Child(Tkhd(1)).Child(BoxBuilder("mdia").Child(BoxBuilder("minf").Child(stbl)));
-         return Concat({moov.Child(Mvhd()).Child(trak).Build(), Mdat()});
-     },
-     kIsoNotAMovie, 0},
-    {"TrunCountOverrunsBox",
-     [] {
-         BoxBuilder traf("traf");
-         traf.Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(1))
-             .Child(BoxBuilder("trun").Full(0, 0x301).U32(1000000).U32(0).U32(1).U32(1));
-         return Concat({MoovWith({Mvhd().Build(), SmallTrak(1).Build()}),
-                        BoxBuilder("moof").Child(traf).Build(), Mdat()});
-     },
-     kIsoNotAMovie, 0},
-    {"MovieLargerThanReadBuffer",
-     [] {
-         TableLayout layout;
-         layout.sizes.assign(20000, 3);
-         layout.stts = {{20000, 1024}};
-         layout.stsc = {{1, 20000}};
-         return Concat({MoovWith({Mvhd().Build(), Trak(1, layout, {0}).Build(), SmallTrak(2).Build()}), Mdat()});
-     },
-     kIsoOk, 2},
-};
-
-INSTANTIATE_TEST_SUITE_P(Files, HeaderCases, ::testing::ValuesIn(kHeaderCases),
-                         [](const auto& row) { return std::string(row.param.name); });
+TEST(BoxHeader, OpenResultAndTracks) {
+    TableLayout stscZero = OneSample(), stscUnordered = OneSample(), big;
+    stscZero.stsc = {{0, 1}};
+    stscUnordered.stsc = {{1, 1}, {3, 1}, {2, 1}};
+    big.sizes.assign(20000, 3);
+    big.stts = {{20000, 1024}};
+    big.stsc = {{1, 20000}};
+    BoxBuilder stbl("stbl");
+    stbl.Child(BoxBuilder("stsz").Full(0, 0).U32(0).U32(0x40000000).U32(5));
+    BoxBuilder stszTrak("trak");
+    stszTrak.Child(Tkhd(1)).Child(BoxBuilder("mdia").Child(BoxBuilder("minf").Child(stbl)));
+    BoxBuilder trunTraf("traf");
+    trunTraf.Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(1))
+        .Child(BoxBuilder("trun").Full(0, 0x301).U32(1000000).U32(0).U32(1).U32(1));
+    const std::vector<uint8_t> large = BoxBuilder("free").Large64().Zeros(4).Build();
+    const std::vector<uint8_t> trak2 = SmallTrak(2).Build();
+    struct Row {
+        const char* name;
+        std::vector<uint8_t> file;
+        int32_t openResult;
+        uint32_t tracks;  // checked when the open succeeds
+    };
+    const Row rows[] = {
+        {"Plain", Concat({BoxBuilder("ftyp").Str("M4A ").U32(0).Str("isom").Build(), Movie()}), kIsoOk, 1},
+        {"Size7AtTopEndsParseBeforeMovie", Concat({BoxBuilder("free").SizeOverride(7).Zeros(8).Build(), MoovWith({})}),
+         kIsoNotAMovie, 0},
+        {"Size8EmptyPayload", Concat({BoxBuilder("free").Build(), MoovWith({})}), kIsoOk, 1},
+        {"Size64BitAtTopIsInvalid", Concat({large, MoovWith({})}), kIsoNotAMovie, 0},
+        {"Size64BitChildEndsItsContainer", Movie({large, trak2}), kIsoOk, 1},
+        {"Size7ChildEndsItsContainer", Movie({BoxBuilder("abcd").SizeOverride(7).Zeros(4).Build(), trak2}), kIsoOk, 1},
+        {"TypeStartingWithA9IsInvalid", Movie({BoxBuilder("\xA9nam").Zeros(4).Build(), trak2}), kIsoOk, 1},
+        {"UnknownTypeSkipped", Movie({BoxBuilder("zzzz").Zeros(13).Build(), trak2}), kIsoOk, 2},
+        {"ChildOverrunsParent", Concat({Movie({BoxBuilder("zzzz").SizeOverride(64).Zeros(8).Build()}), Mdat(), Mdat()}),
+         kIsoNotAMovie, 0},
+        {"ChildrenUnderrunParent", Movie({std::vector<uint8_t>(4, 0)}), kIsoNotAMovie, 0},
+        {"TrailingBytesOfMovieAtEndOfDataKept", MoovWith({std::vector<uint8_t>(4, 0)}), kIsoOk, 1},
+        {"MovieWithoutHeader", Concat({MoovWith({}, false), Mdat()}), kIsoNotAMovie, 0},
+        {"TruncatedMovie", Cut(MoovWith({}), 10), kIsoNotAMovie, 0},
+        {"TruncatedAfterMovieKeepsMovie", Cut(Movie(), 3), kIsoOk, 1},
+        {"MediaDataBeforeMovie", Concat({BoxBuilder("mdat").Zeros(40000).Build(), MoovWith({})}), kIsoOk, 1},
+        {"NoMovieAtAll", Concat({BoxBuilder("free").Zeros(10).Build(), Mdat()}), kIsoNotAMovie, 0},
+        {"Empty", {}, kIsoNotAMovie, 0},
+        {"TopLevelUdtaAndUuidKeptRaw",
+         Concat({BoxBuilder("udta").Str("not parsed").Build(), BoxBuilder("uuid").Zeros(16).Build(),
+                 BoxBuilder("wide").Build(), MoovWith({})}),
+         kIsoOk, 1},
+        {"TrackWithoutHeader", Concat({MoovWith({BoxBuilder("trak").Build()}, true, false), Mdat()}), kIsoNotAMovie, 0},
+        {"StscFirstChunkZero", WithTrak(stscZero), kIsoNotAMovie, 0},
+        {"StscOutOfOrder", WithTrak(stscUnordered), kIsoNotAMovie, 0},
+        {"StszCountBeyondBox", Concat({MoovWith({stszTrak.Build()}, true, false), Mdat()}), kIsoNotAMovie, 0},
+        {"TrunCountOverrunsBox", Concat({MoovWith({}), BoxBuilder("moof").Child(trunTraf).Build(), Mdat()}),
+         kIsoNotAMovie, 0},
+        {"MovieLargerThanReadBuffer", Concat({MoovWith({Trak(1, big, {0}).Build(), trak2}, true, false), Mdat()}),
+         kIsoOk, 2},
+    };
+    for (const Row& c : rows) {
+        SCOPED_TRACE(c.name);
+        MovieGuard movie;
+        ASSERT_EQ(OpenInMemory(c.file, movie), c.openResult);
+        if (c.openResult != kIsoOk) {
+            EXPECT_EQ(movie.handle, nullptr);
+            continue;
+        }
+        ISOTrackHandle* track = nullptr;
+        for (uint32_t i = 0; i < c.tracks; ++i) EXPECT_EQ(ISO_OpenTrack(movie.handle, &track, i), kIsoOk) << i;
+        EXPECT_EQ(ISO_OpenTrack(movie.handle, &track, c.tracks), kIsoNoTrack);
+    }
+}
 
 struct TypeCase {
     const char* name;
@@ -232,9 +171,6 @@ TEST(FileStream, SeekToCurrentPositionDoesNotSeek) {
     EXPECT_EQ(stream.Write(1, bytes), 0u);  // read mode does not write
 }
 
-}  // namespace
-
-namespace {
 
 // The code a malformed file raises identifies the failing check.
 TEST(BoxParse, ExceptionCodes) {
@@ -250,23 +186,22 @@ TEST(BoxParse, ExceptionCodes) {
         .Child(BoxBuilder("trun").Full(0, 0x100).U32(3).U32(1024));
     const Row rows[] = {
         {"ChildOverrun",
-         Concat({MoovWith({Mvhd().Build(), BoxBuilder("zzzz").SizeOverride(40).Build()}), Mdat(), Mdat()}),
+         Concat({MoovWith({BoxBuilder("zzzz").SizeOverride(40).Build()}, true, false), Mdat(), Mdat()}),
          CISOException::kChildrenMismatch},
         {"ChildUnderrun", Concat({BoxBuilder("moov").Child(Mvhd()).Zeros(5).Build(), Mdat()}),
          CISOException::kChildrenMismatch},
         {"NoFurtherChildInsideTrack",
          BoxBuilder("moov").Child(Mvhd()).Child(BoxBuilder("trak").Child(Tkhd(1)).Zeros(4)).Build(),
          CISOException::kNoFurtherChild},
-        {"StscFirstChunkZero", Concat({MoovWith({Mvhd().Build(), Trak(1, badStsc, {0}).Build()}), Mdat()}),
+        {"StscFirstChunkZero", WithTrak(badStsc),
          CISOException::kBadTable},
         {"TrunEntriesBeyondBox",
-         Concat({MoovWith({Mvhd().Build(), SmallTrak(1).Build()}), BoxBuilder("moof").Child(overrunTraf).Build(),
-                 Mdat()}),
+         Concat({MoovWith({}), BoxBuilder("moof").Child(overrunTraf).Build(), Mdat()}),
          CISOException::kBadTable},
-        {"HeaderFieldBeyondBox", Concat({MoovWith({BoxBuilder("mvhd").Full(0, 0).U32(0).Build()}), Mdat()}),
+        {"HeaderFieldBeyondBox", Concat({MoovWith({BoxBuilder("mvhd").Full(0, 0).U32(0).Build()}, false, false), Mdat()}),
          CISOException::kPayloadTooShort},
-        {"MovieWithoutHeader", Concat({MoovWith({SmallTrak(1).Build()}), Mdat()}), CISOException::kMissingChild},
-        {"FragmentWithoutHeader", Concat({MoovWith({Mvhd().Build()}), BoxBuilder("moof").Child(BoxBuilder("traf")).Build()}),
+        {"MovieWithoutHeader", Concat({MoovWith({}, false), Mdat()}), CISOException::kMissingChild},
+        {"FragmentWithoutHeader", Concat({MoovWith({}, true, false), BoxBuilder("moof").Child(BoxBuilder("traf")).Build()}),
          CISOException::kMissingChild},
     };
     for (const Row& r : rows) {

@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <sstream>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -145,37 +144,23 @@ INSTANTIATE_TEST_SUITE_P(Layouts, FfmpegFiles,
                                                                                                      : "ExplicitBase");
                          });
 
-struct FixtureCase {
-    const char* file;
-    uint32_t samples;
-    uint64_t durationSum;
-};
-
-void PrintTo(const FixtureCase& c, std::ostream* os) { *os << c.file; }
-
-class XheFixtures : public ::testing::TestWithParam<FixtureCase> {};
-
-TEST_P(XheFixtures, CountsAndDurations) {
-    const FixtureCase& c = GetParam();
-    const std::string path = testfiles::DataFile(c.file);
-    if (testfiles::ReadAll(path).empty()) GTEST_SKIP() << "missing " << path;
-    uint32_t count = 0;
-    const std::vector<Packet> samples = ReadThroughInterface(path, &count);
-    EXPECT_EQ(count, c.samples);
-    EXPECT_EQ(samples.size(), c.samples);
-    uint64_t sum = 0;
-    for (const Packet& p : samples) {
-        sum += p.duration;
-        EXPECT_GT(p.size, 0u);
+TEST(XheFixtures, CountsAndDurations) {
+    struct Row { const char* file; uint32_t samples; uint64_t durationSum; };
+    for (const Row& c : {Row{"xhe_st48_p5_frag.mp4", 188, 192111}, Row{"xhe_st48_pa_esbr_frag_elst.mp4", 95, 194159}}) {
+        SCOPED_TRACE(c.file);
+        const std::string path = testfiles::DataFile(c.file);
+        if (testfiles::ReadAll(path).empty()) GTEST_SKIP() << "missing " << path;
+        uint32_t count = 0;
+        const std::vector<Packet> samples = ReadThroughInterface(path, &count);
+        EXPECT_EQ(count, c.samples);
+        EXPECT_EQ(samples.size(), c.samples);
+        uint64_t sum = 0;
+        for (const Packet& p : samples) {
+            sum += p.duration;
+            EXPECT_GT(p.size, 0u);
+        }
+        EXPECT_EQ(sum, c.durationSum);
     }
-    EXPECT_EQ(sum, c.durationSum);
 }
-
-INSTANTIATE_TEST_SUITE_P(Files, XheFixtures,
-                         ::testing::Values(FixtureCase{"xhe_st48_p5_frag.mp4", 188, 192111},
-                                           FixtureCase{"xhe_st48_pa_esbr_frag_elst.mp4", 95, 194159}),
-                         [](const auto& row) {
-                             return std::string(row.param.samples == 188 ? "Frag" : "FragEditList");
-                         });
 
 }  // namespace

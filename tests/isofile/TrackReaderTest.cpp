@@ -2,7 +2,6 @@
 // fragment sample fields, through the flat interface.
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -41,13 +40,9 @@ struct MixedMovie {
         durations.insert(durations.end(), 5, 512);
         offsets = table.offsets;
         // Each fragment's samples follow its 'mdat' header, right after its 'moof'.
-        const uint64_t moofA = table.bytes.size();
-        const uint64_t moofB = moofA + a.size();
-        const uint64_t mdatHeaderA = moofA + a.size() - (30 + 31 + 32 + 33 + 34) - 8;
-        const uint64_t mdatHeaderB = moofB + b.size() - (40 + 41 + 42 + 43 + 44) - 8;
-        uint64_t at = mdatHeaderA + 8;
+        uint64_t at = table.bytes.size() + a.size() - (30 + 31 + 32 + 33 + 34);
         for (uint32_t s : fragmentA) { offsets.push_back(at); at += s; }
-        at = mdatHeaderB + 8;
+        at = table.bytes.size() + a.size() + b.size() - (40 + 41 + 42 + 43 + 44);
         for (uint32_t s : fragmentB) { offsets.push_back(at); at += s; }
     }
 };
@@ -74,17 +69,12 @@ protected:
     std::vector<uint8_t> buffer_ = std::vector<uint8_t>(256);
 };
 
-TEST_F(ReaderFixture, CountsTableAndFragmentSamples) {
+TEST_F(ReaderFixture, CountsAndWalksTablesThenFragmentsThenEnds) {
     MixedMovie m;
     Open(m.bytes);
     uint32_t count = 0;
     ASSERT_EQ(ISO_GetSampleCount(track_, &count), kIsoOk);
     EXPECT_EQ(count, 20u);
-}
-
-TEST_F(ReaderFixture, WalksTablesThenFragmentsThenEnds) {
-    MixedMovie m;
-    Open(m.bytes);
     for (uint32_t k = 0; k < 20; ++k) {
         ASSERT_EQ(Read(0), kIsoOk) << k;
         EXPECT_EQ(sample_.record->size, m.sizes[k]) << k;
@@ -113,24 +103,20 @@ TEST_F(ReaderFixture, IndexTwelveIsThirdSampleOfFirstFragment) {
     EXPECT_EQ(Read(0xFFFFFFFFu), kIsoEndOfTrack);
 }
 
+// Sync flags and composition offsets follow their tables; without a sync table every sample reports 2.
 TEST_F(ReaderFixture, TableFieldsFollowTheirWalks) {
-    MixedMovie m({1, 10});
-    Open(m.bytes);
     struct Row { uint32_t number; uint32_t sync; uint64_t compositionOffset; };
-    const Row rows[] = {{1, 1, 5}, {2, 0, 5}, {3, 0, 9}, {9, 0, 9}, {10, 1, 9}};
-    for (const Row& r : rows) {
-        ASSERT_EQ(Read(r.number), kIsoOk) << r.number;
-        EXPECT_EQ(sample_.record->sync, r.sync) << r.number;
-        EXPECT_EQ(sample_.record->compositionOffset, r.compositionOffset) << r.number;
-    }
-}
-
-TEST_F(ReaderFixture, NoSyncTableReportsTwo) {
-    MixedMovie m;
-    Open(m.bytes);
-    for (uint32_t number : {1u, 9u, 10u}) {
-        ASSERT_EQ(Read(number), kIsoOk);
-        EXPECT_EQ(sample_.record->sync, 2u) << number;
+    const MixedMovie synced({1, 10}), unsynced;
+    for (const MixedMovie* m : {&synced, &unsynced}) {
+        if (movie_.handle != nullptr) ISO_CloseMovie(movie_.handle);
+        Open(m->bytes);
+        const bool hasSync = m == &synced;
+        for (const Row& r : {Row{1, hasSync ? 1u : 2u, 5}, Row{2, hasSync ? 0u : 2u, 5}, Row{3, hasSync ? 0u : 2u, 9},
+                             Row{9, hasSync ? 0u : 2u, 9}, Row{10, hasSync ? 1u : 2u, 9}}) {
+            ASSERT_EQ(Read(r.number), kIsoOk) << r.number;
+            EXPECT_EQ(sample_.record->sync, r.sync) << r.number;
+            EXPECT_EQ(sample_.record->compositionOffset, r.compositionOffset) << r.number;
+        }
     }
 }
 
@@ -192,54 +178,49 @@ const PrecedenceCase kPrecedenceCases[] = {
     {"ExplicitBaseDataOffset", 0x201, 0x01, false, kRunSize, 0, 2, 0, kDataOffset + kRunSize0},
 };
 
-void PrintTo(const PrecedenceCase& c, std::ostream* os) { *os << c.name; }
+TEST(Precedence, FieldsOfSecondSample) {
+    for (const PrecedenceCase& c : kPrecedenceCases) {
+        SCOPED_TRACE(c.name);
+        BoxBuilder tfhd("tfhd");
+        tfhd.Full(0, c.tfhdFlags | 0x20000).U32(kTrackId);
+        if (c.tfhdFlags & 0x01) tfhd.U64(kExplicitBase);
+        if (c.tfhdFlags & 0x08) tfhd.U32(kTfhdDuration);
+        if (c.tfhdFlags & 0x10) tfhd.U32(kTfhdSize);
+        if (c.tfhdFlags & 0x20) tfhd.U32(kTfhdFlags);
+        BoxBuilder trun("trun");
+        trun.Full(1, c.runFlags).U32(2);
+        if (c.runFlags & 0x001) trun.U32(static_cast<uint32_t>(kDataOffset));
+        for (uint32_t j = 0; j < 2; ++j) {
+            if (c.runFlags & 0x100) trun.U32(kRunDuration);
+            if (c.runFlags & 0x200) trun.U32(j == 0 ? kRunSize0 : kRunSize);
+            if (c.runFlags & 0x400) trun.U32(kRunFlags);
+            if (c.runFlags & 0x800) trun.U32(kRunCto);
+        }
+        const std::vector<uint8_t> moof = BoxBuilder("moof").Child(BoxBuilder("traf").Child(tfhd).Child(trun)).Build();
+        BoxBuilder moov("moov");
+        moov.Child(Mvhd()).Child(Trak(kTrackId, TableLayout{}, {}));
+        if (c.trex) moov.Child(BoxBuilder("mvex").Child(Trex(kTrackId, kTrexDuration, kTrexSize, kTrexFlags)));
+        const std::vector<uint8_t> moovBytes = moov.Build();
+        const std::vector<uint8_t> bytes = Concat({moovBytes, moof, BoxBuilder("mdat").Zeros(200).Build()});
+        const uint64_t base = (c.tfhdFlags & 0x01) ? kExplicitBase : moovBytes.size();
 
-class Precedence : public ::testing::TestWithParam<PrecedenceCase> {};
-
-TEST_P(Precedence, FieldsOfSecondSample) {
-    const PrecedenceCase& c = GetParam();
-    BoxBuilder tfhd("tfhd");
-    tfhd.Full(0, c.tfhdFlags | 0x20000).U32(kTrackId);
-    if (c.tfhdFlags & 0x01) tfhd.U64(kExplicitBase);
-    if (c.tfhdFlags & 0x08) tfhd.U32(kTfhdDuration);
-    if (c.tfhdFlags & 0x10) tfhd.U32(kTfhdSize);
-    if (c.tfhdFlags & 0x20) tfhd.U32(kTfhdFlags);
-    BoxBuilder trun("trun");
-    trun.Full(1, c.runFlags).U32(2);
-    if (c.runFlags & 0x001) trun.U32(static_cast<uint32_t>(kDataOffset));
-    for (uint32_t j = 0; j < 2; ++j) {
-        if (c.runFlags & 0x100) trun.U32(kRunDuration);
-        if (c.runFlags & 0x200) trun.U32(j == 0 ? kRunSize0 : kRunSize);
-        if (c.runFlags & 0x400) trun.U32(kRunFlags);
-        if (c.runFlags & 0x800) trun.U32(kRunCto);
+        MovieGuard movie;
+        ASSERT_EQ(OpenInMemory(bytes, movie), kIsoOk);
+        ISOTrackHandle* track = nullptr;
+        ASSERT_EQ(ISO_OpenTrack(movie.handle, &track, 0), kIsoOk);
+        uint32_t count = 0;
+        ASSERT_EQ(ISO_GetSampleCount(track, &count), kIsoOk);
+        EXPECT_EQ(count, 2u);
+        SampleGuard sample;
+        ISO_SetSampleNumber(sample.record, 2);  // no buffer: fields only
+        ASSERT_EQ(ISO_ReadSample(track, sample.record), kIsoOk);
+        EXPECT_EQ(sample.record->size, c.size);
+        EXPECT_EQ(sample.record->duration, c.duration);
+        EXPECT_EQ(sample.record->sync, c.sync);
+        EXPECT_EQ(sample.record->compositionOffset, c.compositionOffset);
+        EXPECT_EQ(static_cast<int64_t>(sample.record->fileOffset - base), c.offsetFromBase);
     }
-    const std::vector<uint8_t> moof = BoxBuilder("moof").Child(BoxBuilder("traf").Child(tfhd).Child(trun)).Build();
-    BoxBuilder moov("moov");
-    moov.Child(Mvhd()).Child(Trak(kTrackId, TableLayout{}, {}));
-    if (c.trex) moov.Child(BoxBuilder("mvex").Child(Trex(kTrackId, kTrexDuration, kTrexSize, kTrexFlags)));
-    const std::vector<uint8_t> moovBytes = moov.Build();
-    const std::vector<uint8_t> bytes = Concat({moovBytes, moof, BoxBuilder("mdat").Zeros(200).Build()});
-    const uint64_t base = (c.tfhdFlags & 0x01) ? kExplicitBase : moovBytes.size();
-
-    MovieGuard movie;
-    ASSERT_EQ(OpenInMemory(bytes, movie), kIsoOk);
-    ISOTrackHandle* track = nullptr;
-    ASSERT_EQ(ISO_OpenTrack(movie.handle, &track, 0), kIsoOk);
-    uint32_t count = 0;
-    ASSERT_EQ(ISO_GetSampleCount(track, &count), kIsoOk);
-    EXPECT_EQ(count, 2u);
-    SampleGuard sample;
-    ISO_SetSampleNumber(sample.record, 2);  // no buffer: fields only
-    ASSERT_EQ(ISO_ReadSample(track, sample.record), kIsoOk);
-    EXPECT_EQ(sample.record->size, c.size);
-    EXPECT_EQ(sample.record->duration, c.duration);
-    EXPECT_EQ(sample.record->sync, c.sync);
-    EXPECT_EQ(sample.record->compositionOffset, c.compositionOffset);
-    EXPECT_EQ(static_cast<int64_t>(sample.record->fileOffset - base), c.offsetFromBase);
 }
-
-INSTANTIATE_TEST_SUITE_P(Rows, Precedence, ::testing::ValuesIn(kPrecedenceCases),
-                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST(FragmentData, OffsetOutsideFileFailsTheRead) {
     struct Row { const char* name; int32_t dataOffset; };

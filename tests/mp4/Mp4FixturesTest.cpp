@@ -90,24 +90,19 @@ TEST_P(Mp4Fixture, MatchesManifest) {
         EXPECT_EQ(MP4GetSampleIdFromTime(h.get(), id, row.sttsTotal, false), row.samples + 1);
     }
 
-    uint8_t* config = nullptr;
-    uint32_t configSize = 0;
-    EXPECT_EQ(MP4GetTrackESConfiguration(h.get(), id, &config, &configSize), !row.config.empty());
-    EXPECT_EQ(std::vector<uint8_t>(config, config + configSize), Hex(row.config));
-    MP4Free(config);
+    const auto config = CopyBytes(h.get(), id);
+    EXPECT_EQ(config.has_value(), !row.config.empty());
+    EXPECT_EQ(config.value_or(std::vector<uint8_t>{}), Hex(row.config));
 
-    uint8_t* cookie = nullptr;
-    uint32_t cookieSize = 0;
-    const bool alac = MP4GetTrackBytesProperty(h.get(), id, "mdia.minf.stbl.stsd.alac.alacInfo", &cookie, &cookieSize);
-    EXPECT_EQ(alac, row.alacChannels != 0);
-    if (alac) {
-        ASSERT_GE(cookieSize, 36u);
-        EXPECT_EQ(cookie[21], row.alacChannels);
-        EXPECT_EQ(cookie[17], 16);
-        EXPECT_EQ((uint32_t{cookie[32]} << 24) | (uint32_t{cookie[33]} << 16) | (uint32_t{cookie[34]} << 8) | cookie[35],
-                  row.mediaScale);
+    const auto cookie = CopyBytes(h.get(), id, "mdia.minf.stbl.stsd.alac.alacInfo");
+    EXPECT_EQ(cookie.has_value(), row.alacChannels != 0);
+    if (cookie) {
+        const std::vector<uint8_t>& c = *cookie;
+        ASSERT_GE(c.size(), 36u);
+        EXPECT_EQ(c[21], row.alacChannels);
+        EXPECT_EQ(c[17], 16);
+        EXPECT_EQ((uint32_t{c[32]} << 24) | (uint32_t{c[33]} << 16) | (uint32_t{c[34]} << 8) | c[35], row.mediaScale);
     }
-    MP4Free(cookie);
 
     const std::optional<Smpb> smpb = ReadSmpb(h.get());
     ASSERT_EQ(smpb.has_value(), row.smpb.has_value());

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,19 @@ inline Mp4Handle OpenImageFile(const std::vector<uint8_t>& bytes, const std::str
     const std::string path = testfiles::ScratchDir() + "/" + name;
     if (!testfiles::WriteAll(path, bytes)) return Mp4Handle();
     return Mp4Handle(MP4Read(path.c_str()));
+}
+
+// The track's decoder configuration, or the named bytes property, as a copy; nullopt when the
+// call fails.
+inline std::optional<std::vector<uint8_t>> CopyBytes(MP4FileHandle h, MP4TrackId id, const char* property = nullptr) {
+    uint8_t* bytes = nullptr;
+    uint32_t size = 0;
+    const bool ok = property ? MP4GetTrackBytesProperty(h, id, property, &bytes, &size)
+                             : MP4GetTrackESConfiguration(h, id, &bytes, &size);
+    std::optional<std::vector<uint8_t>> out;
+    if (ok) out.emplace(bytes, bytes + size);
+    MP4Free(bytes);
+    return out;
 }
 
 // Reads a sample into a library-allocated buffer; empty on failure.
