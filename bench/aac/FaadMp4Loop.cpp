@@ -9,20 +9,11 @@
 
 #include <cstdio>
 
+#include "AacJobs.h"
 #include "mp4v2/mp4v2.h"
 
 namespace {
 
-NeAACDecHandle OpenDecoder(bool dontUpSample) {
-    NeAACDecHandle h = NeAACDecOpen();
-    if (h == nullptr) return nullptr;
-    NeAACDecConfigurationPtr cfg = NeAACDecGetCurrentConfiguration(h);
-    cfg->outputFormat = FAAD_FMT_FLOAT;
-    cfg->downMatrix = 0;
-    cfg->dontUpSampleImplicitSBR = dontUpSample ? 1 : 0;
-    NeAACDecSetConfiguration(h, cfg);
-    return h;
-}
 
 bool Init(NeAACDecHandle h, MP4FileHandle file, MP4TrackId track) {
     uint8_t* config = nullptr;
@@ -46,7 +37,7 @@ int main(int argc, char** argv) {
     if (file == MP4_INVALID_FILE_HANDLE) return 1;
     MP4TrackId track = MP4FindTrackId(file, 0, MP4_AUDIO_TRACK_TYPE, 0);
     FILE* out = std::fopen(argc > 2 ? argv[2] : "/dev/null", "wb");
-    NeAACDecHandle h = OpenDecoder(false);
+    NeAACDecHandle h = OpenFloatDecoder(false);
     if (out == nullptr || h == nullptr || !Init(h, file, track)) return 1;
 
     unsigned long long frames = 0;
@@ -59,7 +50,7 @@ int main(int argc, char** argv) {
         void* pcm = NeAACDecDecode(h, &info, bytes, size);
         if (id == 1 && info.sbr == NO_SBR_UPSAMPLED) {
             NeAACDecClose(h);
-            h = OpenDecoder(true);
+            h = OpenFloatDecoder(true);
             if (h == nullptr || !Init(h, file, track)) return 1;
             pcm = NeAACDecDecode(h, &info, bytes, size);
         }

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "Win32Api.h"
+#include "AacJobs.h"
 #include "mp4v2/mp4v2.h"
 #include "zorv/decode.h"
 
@@ -71,11 +72,7 @@ void BM_FaadLoop(benchmark::State& state) {
         uint8_t* config = nullptr;
         uint32_t configSize = 0;
         MP4GetTrackESConfiguration(file, track, &config, &configSize);
-        NeAACDecHandle h = NeAACDecOpen();
-        NeAACDecConfigurationPtr cfg = NeAACDecGetCurrentConfiguration(h);
-        cfg->outputFormat = FAAD_FMT_FLOAT;
-        cfg->downMatrix = 0;
-        NeAACDecSetConfiguration(h, cfg);
+        NeAACDecHandle h = OpenFloatDecoder(false);
         unsigned long rate = 0;
         unsigned char channels = 0;
         NeAACDecInit2(h, config, configSize, &rate, &channels);

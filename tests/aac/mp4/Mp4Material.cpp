@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "TestFiles.h"
+#include "AacJobs.h"
 #include "mp4v2/mp4v2.h"
 
 namespace mp4material {
@@ -40,16 +41,6 @@ std::vector<float> ReadFloats(const std::string& path) {
     return out;
 }
 
-NeAACDecHandle OpenDecoder(bool dontUpSample) {
-    NeAACDecHandle h = NeAACDecOpen();
-    if (h == nullptr) return nullptr;
-    NeAACDecConfigurationPtr cfg = NeAACDecGetCurrentConfiguration(h);
-    cfg->outputFormat = FAAD_FMT_FLOAT;
-    cfg->downMatrix = 0;
-    cfg->dontUpSampleImplicitSBR = dontUpSample ? 1 : 0;
-    NeAACDecSetConfiguration(h, cfg);
-    return h;
-}
 
 }  // namespace
 
@@ -199,7 +190,7 @@ Decoded DecodeTrack(const std::string& path) {
     MP4Free(config);
 
     for (bool dontUpSample : {false, true}) {
-        NeAACDecHandle h = OpenDecoder(dontUpSample);
+        NeAACDecHandle h = OpenFloatDecoder(dontUpSample);
         std::unique_ptr<void, void (*)(void*)> closeDecoder(h, [](void* p) { NeAACDecClose(p); });
         unsigned long rate = 0;
         unsigned char channels = 0;
