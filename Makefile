@@ -23,8 +23,9 @@ demo: build
 	@bash scripts/demo.sh $(BUILD)
 
 # Every test: the suite in the normal build, again under address/leak/UB sanitizers, and a short
-# run of every fuzz target over the test files.
+# run of every fuzz target over the test files; then the size of the suite against the code.
 test: test-fast test-asan fuzz-smoke
+	@bash scripts/test-ratio.sh
 
 test-fast: build
 	@cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
