@@ -5,45 +5,45 @@
 //   movie.omit.insert("stsc");     // leave one out
 //   std::vector<uint8_t> file = movie.Build();
 //
-// Layout: ftyp (20 bytes), mdat, moov. The mdat comes first so chunk offsets do not depend on
-// the moov's size. Sample i (0-based) holds bytes (i * 7 + j) & 0xFF.
+// Layout: ftyp (20 bytes), mdat, moov; moovFirst swaps the last two. Sample i (0-based) holds
+// bytes (i * 7 + j) & 0xFF.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "BoxBuilder.h"
+#include "Mp4File.h"
+#include "mp4v2/mp4v2.h"
 
 inline uint8_t Mp4TestSampleByte(size_t sampleIndex, size_t byteIndex) {
     return static_cast<uint8_t>(sampleIndex * 7 + byteIndex);
 }
 
-inline BoxBuilder SttsBox(const std::vector<std::pair<uint32_t, uint32_t>>& runs) {
-    BoxBuilder b("stts");
-    b.Full(0, 0).U32(static_cast<uint32_t>(runs.size()));
-    for (const auto& run : runs) b.U32(run.first).U32(run.second);
+// A full box of `type` holding a count and then `values`, each written as `fields` u32s.
+inline BoxBuilder TableBox(const std::string& type, const std::vector<uint32_t>& values, size_t fields = 1) {
+    BoxBuilder b(type);
+    b.Full(0, 0).U32(static_cast<uint32_t>(values.size() / fields));
+    for (uint32_t v : values) b.U32(v);
     return b;
 }
-
-inline BoxBuilder StssBox(const std::vector<uint32_t>& ids) {
-    BoxBuilder b("stss");
-    b.Full(0, 0).U32(static_cast<uint32_t>(ids.size()));
-    for (uint32_t id : ids) b.U32(id);
-    return b;
-}
-
+inline BoxBuilder SttsBox(const std::vector<uint32_t>& countDeltaPairs) { return TableBox("stts", countDeltaPairs, 2); }
+inline BoxBuilder StssBox(const std::vector<uint32_t>& ids) { return TableBox("stss", ids); }
 inline BoxBuilder StscBox(const std::vector<std::pair<uint32_t, uint32_t>>& firstChunkAndSamples) {
-    BoxBuilder b("stsc");
-    b.Full(0, 0).U32(static_cast<uint32_t>(firstChunkAndSamples.size()));
-    for (const auto& e : firstChunkAndSamples) b.U32(e.first).U32(e.second).U32(1);
-    return b;
+    std::vector<uint32_t> v;
+    for (const auto& e : firstChunkAndSamples) v.insert(v.end(), {e.first, e.second, 1});
+    return TableBox("stsc", v, 3);
 }
 
-// A sound sample entry of `type` (version 0 fields, channels 2, 16 bits, 44100 Hz) + children.
+// A sound sample entry of `type` (channels 2, 16 bits, 44100 Hz) with the fields of sound
+// version 0, 1 or 2, and `children`.
 inline BoxBuilder SoundEntry(const std::string& type, const std::vector<BoxBuilder>& children,
                              uint16_t soundVersion = 0, uint32_t channels = 2) {
     BoxBuilder e(type);
@@ -59,8 +59,7 @@ inline BoxBuilder SoundEntry(const std::string& type, const std::vector<BoxBuild
 inline BoxBuilder EsdsBox(const std::vector<uint8_t>& config, bool withInfo = true) {
     std::vector<uint8_t> info;
     if (withInfo) {
-        info.push_back(0x05);
-        info.push_back(static_cast<uint8_t>(config.size()));
+        info = {0x05, static_cast<uint8_t>(config.size())};
         info.insert(info.end(), config.begin(), config.end());
     }
     std::vector<uint8_t> dc = {0x04, static_cast<uint8_t>(13 + info.size()), 0x40, 0x15, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
@@ -86,9 +85,6 @@ inline BoxBuilder AlacCookieBox() {
 struct Mp4TestMovie {
     std::vector<uint32_t> sizes = {100, 101, 102, 103, 104, 105, 106, 107, 108, 109};
     uint32_t samplesPerChunk = 2;
-    uint32_t movieScale = 1000;
-    uint32_t mediaScale = 44100;
-    uint64_t mediaDuration = 10240;
     uint32_t trackId = 1;
     std::string handler = "soun";
     bool co64 = false;
@@ -99,24 +95,14 @@ struct Mp4TestMovie {
     std::vector<BoxBuilder> extraTop;  // top-level boxes between ftyp and the rest
 
     // Replacements for the generated boxes, and extra boxes.
-    std::optional<BoxBuilder> mvhd, tkhd, mdhd, hdlr, stsd, stts, stsc, stsz, stco, ctts, stss, edts, iods, udta;
+    std::optional<BoxBuilder> mvhd, mdhd, stsd, stts, stsc, stsz, stco, ctts, stss, edts, iods, udta;
     std::vector<BoxBuilder> extraMoovChildren;  // appended after the trak
     std::set<std::string> omit;                  // box types left out ("stsc", "mvhd", ...)
-    size_t mdatTruncate = SIZE_MAX;              // keep only this many mdat payload bytes
-
-    std::vector<uint8_t> MediaBytes() const {
-        std::vector<uint8_t> media;
-        for (size_t i = 0; i < sizes.size(); ++i) {
-            for (size_t j = 0; j < sizes[i]; ++j) media.push_back(Mp4TestSampleByte(i, j));
-        }
-        return media;
-    }
 
     BoxBuilder Trak(uint64_t mediaStart) const {
         BoxBuilder stbl("stbl");
         Add(stbl, "stsd", stsd, StsdBox({SoundEntry("mp4a", {EsdsBox({0x12, 0x10})})}));
-        std::vector<std::pair<uint32_t, uint32_t>> defaultStts = {{static_cast<uint32_t>(sizes.size()), 1024}};
-        Add(stbl, "stts", stts, SttsBox(defaultStts));
+        Add(stbl, "stts", stts, SttsBox({static_cast<uint32_t>(sizes.size()), 1024}));
         if (ctts) Add(stbl, "ctts", ctts, *ctts);
         if (stss) Add(stbl, "stss", stss, *stss);
         BoxBuilder defaultStsz("stsz");
@@ -138,15 +124,11 @@ struct Mp4TestMovie {
         minf.Child(BoxBuilder("smhd").Full(0, 0).U32(0));
         if (!omit.count("stbl")) minf.Child(stbl);
         BoxBuilder mdia("mdia");
-        Add(mdia, "mdhd", mdhd,
-            BoxBuilder("mdhd").Full(0, 0).U32(0).U32(0).U32(mediaScale).U32(static_cast<uint32_t>(mediaDuration)).U16(0x55C4).U16(0));
-        BoxBuilder defaultHdlr("hdlr");
-        defaultHdlr.Full(0, 0).U32(0).Str(handler).Zeros(12).Str("Sound").U8(0);
-        Add(mdia, "hdlr", hdlr, defaultHdlr);
+        Add(mdia, "mdhd", mdhd, BoxBuilder("mdhd").Full(0, 0).U32(0).U32(0).U32(44100).U32(10240).U16(0x55C4).U16(0));
+        Add(mdia, "hdlr", std::nullopt, BoxBuilder("hdlr").Full(0, 0).U32(0).Str(handler).Zeros(12).Str("Sound").U8(0));
         if (!omit.count("minf")) mdia.Child(minf);
         BoxBuilder trak("trak");
-        Add(trak, "tkhd", tkhd,
-            BoxBuilder("tkhd").Full(0, 3).U32(0).U32(0).U32(trackId).U32(0).U32(0).Zeros(8).U16(0).U16(0).U16(0x100).U16(0).Zeros(36).U32(0).U32(0));
+        Add(trak, "tkhd", std::nullopt, BoxBuilder("tkhd").Full(0, 3).U32(0).U32(0).U32(trackId).Zeros(68));
         if (edts) Add(trak, "edts", edts, *edts);
         if (!omit.count("mdia")) trak.Child(mdia);
         return trak;
@@ -154,37 +136,28 @@ struct Mp4TestMovie {
 
     BoxBuilder Moov(uint64_t mediaStart) const {
         BoxBuilder moov("moov");
-        Add(moov, "mvhd", mvhd,
-            BoxBuilder("mvhd").Full(0, 0).U32(0).U32(0).U32(movieScale).U32(1000).U32(0x10000).U16(0x100).Zeros(10).Zeros(36).Zeros(24).U32(2));
+        Add(moov, "mvhd", mvhd, BoxBuilder("mvhd").Full(0, 0).U32(0).U32(0).U32(1000).U32(1000).Zeros(80));
         if (iods) Add(moov, "iods", iods, *iods);
         if (!omit.count("trak")) moov.Child(Trak(mediaStart));
         for (const BoxBuilder& b : extraMoovChildren) moov.Child(b);
         if (udta) Add(moov, "udta", udta, *udta);
+        if (moovLarge) moov.Large64();
         return moov;
     }
 
     std::vector<uint8_t> Build() const {
         std::vector<uint8_t> head = BoxBuilder("ftyp").Str("M4A ").U32(0).Str("M4A ").Build();
         for (const BoxBuilder& b : extraTop) head = Concat({head, b.Build()});
-        std::vector<uint8_t> media = MediaBytes();
-        BoxBuilder mdatBox("mdat");
-        mdatBox.Bytes(media);
-        if (mdatLarge) mdatBox.Large64();
-        if (mdatToEnd) mdatBox.ToEnd();
-        std::vector<uint8_t> mdat = mdatBox.Build();
+        BoxBuilder mdat("mdat");
+        for (size_t i = 0; i < sizes.size(); ++i)
+            for (size_t j = 0; j < sizes[i]; ++j) mdat.U8(Mp4TestSampleByte(i, j));
+        if (mdatLarge) mdat.Large64();
+        if (mdatToEnd) mdat.ToEnd();
         const uint64_t mdatHeader = mdatLarge ? 16 : 8;
-        if (mdatTruncate < media.size()) mdat.resize(mdatHeader + mdatTruncate);
-        if (!moovFirst) {
-            BoxBuilder moov = Moov(head.size() + mdatHeader);
-            if (moovLarge) moov.Large64();
-            return Concat({head, mdat, moov.Build()});
-        }
+        if (!moovFirst) return Concat({head, mdat.Build(), Moov(head.size() + mdatHeader).Build()});
         // The moov's size does not depend on the offsets' values, only on their count.
-        BoxBuilder probe = Moov(0);
-        if (moovLarge) probe.Large64();
-        BoxBuilder moov = Moov(head.size() + probe.Build().size() + mdatHeader);
-        if (moovLarge) moov.Large64();
-        return Concat({head, moov.Build(), mdat});
+        const uint64_t moovSize = Moov(0).Build().size();
+        return Concat({head, Moov(head.size() + moovSize + mdatHeader).Build(), mdat.Build()});
     }
 
 private:
@@ -194,3 +167,24 @@ private:
         parent.Child(replacement ? *replacement : generated);
     }
 };
+
+struct Mp4Closer {
+    void operator()(void* h) const { MP4Close(h, 0); }
+};
+using Mp4Handle = std::unique_ptr<void, Mp4Closer>;
+
+inline Mp4Handle OpenImage(const std::vector<uint8_t>& bytes) { return Mp4Handle(Mp4ReadMemory(bytes.data(), bytes.size())); }
+
+// The track's decoder configuration, or the named bytes property, as a copy; nullopt when the
+// call fails.
+inline std::optional<std::vector<uint8_t>> CopyBytes(MP4FileHandle h, MP4TrackId id, const char* property = nullptr) {
+    uint8_t* bytes = nullptr;
+    uint32_t size = 0;
+    const bool ok = property ? MP4GetTrackBytesProperty(h, id, property, &bytes, &size)
+                             : MP4GetTrackESConfiguration(h, id, &bytes, &size);
+    std::optional<std::vector<uint8_t>> out;
+    if (ok) out.emplace(bytes, bytes + size);
+    EXPECT_EQ(bytes == nullptr, size == 0) << "an empty value comes back as NULL";
+    MP4Free(bytes);
+    return out;
+}
