@@ -37,7 +37,6 @@ public:
         }
         return *this;
     }
-    size_t BitCount() const { return bitCount_; }
     const std::vector<uint8_t>& Data() const { return bytes_; }
 
 private:
