@@ -44,22 +44,22 @@ std::string EmptyMoovAac() {
     });
 }
 
-// An AAC track whose AudioSpecificConfig names object type 0, which FAAD2 refuses.
-std::string UnparseableConfig() {
-    return Generated("route-bad-asc.m4a", [](const std::string& out) {
+// An AAC track whose AudioSpecificConfig is replaced by `config` (as long as ffmpeg's).
+std::string WithConfig(const std::string& name, const std::vector<uint8_t>& config) {
+    return Generated(name, [&](const std::string& out) {
         const std::string plain = out + ".src.m4a";
         if (!Run(Ffmpeg() + " " + kTone + " -c:a aac -f mp4 " + plain)) return false;
         std::vector<uint8_t> bytes = testfiles::ReadAll(plain);
         std::remove(plain.c_str());
         // DecoderSpecificInfo: tag 5, its length in one to four bytes, then the configuration,
-        // which begins 0x12 for AAC-LC at 44.1 kHz. Zero it all.
+        // which begins 0x12 for AAC-LC at 44.1 kHz.
         for (size_t i = 0; i + 4 < bytes.size(); ++i) {
             if (bytes[i] != 0x05) continue;
             size_t j = i + 1;
             while (j < bytes.size() && bytes[j] == 0x80) ++j;
             const size_t length = j < bytes.size() ? bytes[j] : 0;
             if (length >= 2 && length < 16 && j + length < bytes.size() && bytes[j + 1] == 0x12) {
-                std::fill(bytes.begin() + static_cast<long>(j + 1), bytes.begin() + static_cast<long>(j + 1 + length), 0);
+                for (size_t k = 0; k < length; ++k) bytes[j + 1 + k] = k < config.size() ? config[k] : 0;
                 return testfiles::WriteAll(out, bytes);
             }
         }
@@ -124,10 +124,14 @@ TEST(Routing, EachKindOfFileReachesItsJob) {
         std::string path;
         bool (*expected)(const testhost::JobRecord&);
         bool siblingRuns;
+        testhost::Final final = testhost::Final::Done;
     } rows[] = {
         {"ADTS stream: raw path", AdtsFile(), IsFaad, false},
-        {"configuration FAAD2 refuses: sibling", UnparseableConfig(), IsSibling, true},
+        {"configuration FAAD2 refuses: sibling", WithConfig("route-bad-asc.m4a", {0}), IsSibling, true},
         {"AAC track without samples: sibling", EmptyMoovAac(), IsSibling, true},
+        // AAC-LC at 44.1 kHz with channel configuration 0: FAAD2 sets up a decoder of no channels.
+        {"configuration without channels: one failure", WithConfig("route-no-channels.m4a", {0x12, 0x00}),
+         [](const testhost::JobRecord& r) { return !r.gotFormat; }, false, testhost::Final::Failed},
     };
     for (const auto& row : rows) {
         const int before = SiblingJobsEnded();
@@ -135,7 +139,7 @@ TEST(Routing, EachKindOfFileReachesItsJob) {
         EXPECT_TRUE(row.expected(r)) << row.name;
         EXPECT_EQ(SiblingJobsEnded() - before, row.siblingRuns ? 1 : 0) << row.name;
         EXPECT_EQ(r.finalMessages, 1) << row.name;
-        EXPECT_EQ(r.final, testhost::Final::Done) << row.name;
+        EXPECT_EQ(r.final, row.final) << row.name;
     }
 }
 

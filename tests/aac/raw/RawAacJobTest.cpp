@@ -142,6 +142,7 @@ TEST(RawAacJob, LengthWithoutUsableGaplessData) {
         {"Id3v1Behind", rawtest::Concat({adts, rawtest::Id3v1Tag()}), all},
         {"ApeBehind", rawtest::Concat({adts, rawtest::ApeTag()}), all},
         {"Lyrics3Behind", rawtest::Concat({adts, rawtest::Lyrics3Tag()}), all},
+        {"JunkBeforeSync", rawtest::Concat({Bytes(700, 0x22), adts}), all},
         // A delay of 2112 is applied as found: 1024 of it were withheld, 1088 are skipped.
         {"DelayFromTag", rawtest::Concat({rawtest::Id3WithSmpb(2112, 1, 44100), adts}), all - 1088 - 1},
         // More padding than audio: nothing at all is delivered.
@@ -174,8 +175,14 @@ TEST(RawAacJob, ErrorPolicy) {
     ExpectSequence(tenth, kDone, true);
     EXPECT_EQ(tenth.pcm.size(), size_t{8} * 1024 * 2 * 4);
 
+    // The sync search looks only for ADTS: an ADIF stream (or bare frames) without such a pattern
+    // in its first 1024 bytes starts 1024 bytes in, inside the raw data, where no frame decodes.
+    const std::vector<Bytes> frames = rawtest::SplitAdts(adts);
     for (const auto& [name, bytes] : {std::pair{"under10", Bytes{0xFF, 0xF1, 0x50, 0x80, 0, 0x1F, 0xFC}},
-                                      std::pair{"empty", Bytes{}}, std::pair{"junk", Bytes(5000, 0x00)}}) {
+                                      std::pair{"empty", Bytes{}}, std::pair{"junk", Bytes(5000, 0x00)},
+                                      std::pair{"adif", rawtest::Adif(frames, 128000, false)},
+                                      std::pair{"bare frames", rawtest::RawBlocks(frames)},
+                                      std::pair{"tag only", rawtest::Id3WithSmpb(1024, 956, 44100)}}) {
         const testhost::JobRecord r = RunRaw(rawtest::Write(std::string("bad_") + name, bytes));
         EXPECT_EQ(Roles(r), std::vector<int>{kFailed}) << name;
         EXPECT_TRUE(r.threadEnded) << name;
