@@ -1,13 +1,17 @@
-// Real files: an ffmpeg-made AAC m4a, fragmented two ways by ffmpeg, must read back through the
-// flat interface as the same samples as ffprobe reports for the unfragmented file; and the
-// committed xHE-AAC fragmented files give the sample counts and duration sums of their notes.
+// Files on disk through the flat interface: an ffmpeg-made AAC m4a, fragmented two ways by
+// ffmpeg, must read back as the same samples as ffprobe reports for the unfragmented file; the
+// committed xHE-AAC fragmented files give the sample counts and duration sums of their notes;
+// and the open codes, including the asymmetric failures that keep the handle.
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 #include <cstdio>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "BoxBuilder.h"
 #include "IsoReaderInterface.h"
 #include "IsoTestMovies.h"
 #include "TestFiles.h"
@@ -161,6 +165,43 @@ TEST(XheFixtures, CountsAndDurations) {
         }
         EXPECT_EQ(sum, c.durationSum);
     }
+}
+
+TEST(OpenMovie, Codes) {
+    const std::string dir = testfiles::ScratchDir();
+    const std::vector<uint8_t> movie = Concat({BoxBuilder("moov").Child(Mvhd()).Build(), BoxBuilder("mdat").Build()});
+    for (const std::string sub : {"", "/http:", "/https:"}) {
+        ASSERT_TRUE(sub.empty() || mkdir((dir + sub).c_str(), 0700) == 0);
+        ASSERT_TRUE(testfiles::WriteAll(dir + sub + "/good.mp4", movie));
+    }
+    ASSERT_TRUE(testfiles::WriteAll(dir + "/text.txt", std::vector<uint8_t>{'h', 'e', 'l', 'l', 'o', '\n'}));
+    const std::string good = dir + "/good.mp4", http = dir + "/http://good.mp4", https = dir + "/https://good.mp4";
+    const std::string absent = dir + "/absent.mp4", text = dir + "/text.txt";
+    struct Row {
+        const char* name;
+        int32_t mode;
+        const char* path;
+        int32_t result;
+        bool handleKept;
+    } rows[] = {
+        {"Good", 0, good.c_str(), kIsoOk, true},
+        {"GoodMode1", 1, good.c_str(), kIsoOk, true},
+        {"NegativeModeKeepsHandle", -1, good.c_str(), kIsoFailed, true},
+        {"ModeAboveSixKeepsHandle", 7, good.c_str(), kIsoFailed, true},
+        {"NullPathKeepsHandle", 0, nullptr, kIsoNullArgument, true},
+        {"HttpInTheMiddle", 0, http.c_str(), kIsoNetworkPath, false},
+        {"HttpsNotRefused", 0, https.c_str(), kIsoOk, true},
+        {"MissingFile", 0, absent.c_str(), kIsoNotAMovie, false},
+        {"WriteModeNullPath", 2, nullptr, kIsoNotAMovie, false},
+        {"NotAMovie", 0, text.c_str(), kIsoNotAMovie, false},
+    };
+    for (const Row& r : rows) {
+        ISOMovieHandle* handle = nullptr;
+        EXPECT_EQ(ISO_OpenMovie(&handle, r.mode, r.path), r.result) << r.name;
+        EXPECT_EQ(handle != nullptr, r.handleKept) << r.name;
+        if (handle != nullptr) EXPECT_EQ(ISO_CloseMovie(handle), kIsoOk) << r.name;
+    }
+    EXPECT_EQ(ISO_OpenMovie(nullptr, 0, good.c_str()), kIsoNullArgument);
 }
 
 }  // namespace

@@ -103,23 +103,6 @@ TEST_F(ReaderFixture, IndexTwelveIsThirdSampleOfFirstFragment) {
     EXPECT_EQ(Read(0xFFFFFFFFu), kIsoEndOfTrack);
 }
 
-// Sync flags and composition offsets follow their tables; without a sync table every sample reports 2.
-TEST_F(ReaderFixture, TableFieldsFollowTheirWalks) {
-    struct Row { uint32_t number; uint32_t sync; uint64_t compositionOffset; };
-    const MixedMovie synced({1, 10}), unsynced;
-    for (const MixedMovie* m : {&synced, &unsynced}) {
-        if (movie_.handle != nullptr) ISO_CloseMovie(movie_.handle);
-        Open(m->bytes);
-        const bool hasSync = m == &synced;
-        for (const Row& r : {Row{1, hasSync ? 1u : 2u, 5}, Row{2, hasSync ? 0u : 2u, 5}, Row{3, hasSync ? 0u : 2u, 9},
-                             Row{9, hasSync ? 0u : 2u, 9}, Row{10, hasSync ? 1u : 2u, 9}}) {
-            ASSERT_EQ(Read(r.number), kIsoOk) << r.number;
-            EXPECT_EQ(sample_.record->sync, r.sync) << r.number;
-            EXPECT_EQ(sample_.record->compositionOffset, r.compositionOffset) << r.number;
-        }
-    }
-}
-
 TEST_F(ReaderFixture, RefusesSampleLargerThanCapacity) {
     MixedMovie m;
     Open(m.bytes);
