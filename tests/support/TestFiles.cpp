@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -82,6 +83,15 @@ bool Run(const std::string& command) {
 
 std::string Ffmpeg() { return "ffmpeg -nostdin -hide_banner -loglevel error -y"; }
 std::string Ffprobe() { return "ffprobe -v error"; }
+
+std::vector<float> FfmpegFloats(const std::string& path) {
+    const std::string out = ScratchDir() + "/ffmpeg.f32";
+    if (!Run(Ffmpeg() + " -c:a aac -i '" + path + "' -f f32le " + out)) return {};
+    const std::vector<uint8_t> bytes = ReadAll(out);
+    std::vector<float> samples(bytes.size() / 4);
+    if (!samples.empty()) std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
+    return samples;
+}
 
 std::string Capture(const std::string& command) {
     std::string out;

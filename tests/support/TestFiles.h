@@ -25,6 +25,9 @@ bool Run(const std::string& command);
 std::string Ffmpeg();   // "ffmpeg -nostdin -hide_banner -loglevel error -y"
 std::string Ffprobe();  // "ffprobe -v error"
 
+// ffmpeg's own AAC decode of `path` (edit lists applied) as interleaved floats; empty on failure.
+std::vector<float> FfmpegFloats(const std::string& path);
+
 // Output of a shell command (stdout), or "" on failure.
 std::string Capture(const std::string& command);
 

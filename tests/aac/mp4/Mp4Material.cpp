@@ -1,12 +1,8 @@
-#include <cstring>
 #include "Mp4Material.h"
 
 #include <neaacdec.h>
 
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <sstream>
 
@@ -34,14 +30,6 @@ std::string LavfiInput(const Source& s) {
     return o.str();
 }
 
-std::vector<float> ReadFloats(const std::string& path) {
-    std::vector<uint8_t> bytes = testfiles::ReadAll(path);
-    std::vector<float> out(bytes.size() / sizeof(float));
-    if (!out.empty()) std::memcpy(out.data(), bytes.data(), out.size() * sizeof(float));
-    return out;
-}
-
-
 }  // namespace
 
 Source Signal(uint32_t rate, uint32_t channels, uint64_t frames) {
@@ -53,24 +41,6 @@ Source Signal(uint32_t rate, uint32_t channels, uint64_t frames) {
           << "+0.2*(2*random(" << c << ")-1)*lt(mod(t+" << c << "*0.03\\,0.25)\\,0.06)";
     }
     return {o.str(), rate, channels, frames};
-}
-
-double ToneHz(uint32_t channel) {
-    static const double kHz[] = {300, 500, 700, 60, 900, 1100, 1300, 1500};
-    return kHz[channel % 8];
-}
-
-Source Tones(uint32_t rate, uint32_t channels, uint64_t frames) {
-    std::ostringstream o;
-    for (uint32_t c = 0; c < channels; ++c) o << (c ? "|" : "") << "0.4*sin(2*PI*" << ToneHz(c) << "*t)";
-    return {o.str(), rate, channels, frames};
-}
-
-std::vector<float> Reference(const std::string& name, const Source& source) {
-    std::string path = testfiles::Generated(name + ".f32", [&](const std::string& out) {
-        return testfiles::Run(testfiles::Ffmpeg() + " " + LavfiInput(source) + " -f f32le " + out);
-    });
-    return path.empty() ? std::vector<float>{} : ReadFloats(path);
 }
 
 std::string LcMp4(const std::string& name, const Source& source, const std::string& muxArgs) {
@@ -125,56 +95,6 @@ std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length) {
     std::snprintf(text, sizeof text, "' 00000000 %08X %08X %016llX 00000000'", delay, padding,
                   static_cast<unsigned long long>(length));
     return text;
-}
-
-std::vector<double> Mix(const std::vector<float>& pcm, uint32_t channels) {
-    std::vector<double> mix(pcm.size() / channels);
-    for (size_t i = 0; i < mix.size(); ++i)
-        for (uint32_t c = 0; c < channels; ++c) mix[i] += static_cast<double>(pcm[i * channels + c]) / channels;
-    return mix;
-}
-
-int BestLag(const std::vector<float>& reference, uint32_t referenceChannels, const std::vector<float>& output,
-            uint32_t outputChannels, int maxLag) {
-    std::vector<double> x = Mix(reference, referenceChannels);
-    std::vector<double> y = Mix(output, outputChannels);
-    long frames = static_cast<long>(x.size());
-    long outFrames = static_cast<long>(y.size());
-    long from = frames / 4;
-    long to = from + std::min(frames / 2, 20000L);
-    double best = -2;
-    int bestLag = maxLag + 1;
-    for (int lag = -maxLag; lag <= maxLag; ++lag) {
-        double xy = 0, xx = 0, yy = 0;
-        for (long i = from; i < to; ++i) {
-            long j = i + lag;
-            if (j < 0 || j >= outFrames) continue;
-            xy += x[static_cast<size_t>(i)] * y[static_cast<size_t>(j)];
-            xx += x[static_cast<size_t>(i)] * x[static_cast<size_t>(i)];
-            yy += y[static_cast<size_t>(j)] * y[static_cast<size_t>(j)];
-        }
-        double c = xy / std::sqrt(xx * yy + 1e-20);
-        if (c > best) {
-            best = c;
-            bestLag = lag;
-        }
-    }
-    return bestLag;
-}
-
-double ToneLevel(const std::vector<float>& pcm, uint32_t channels, uint32_t channel, uint32_t rate, double hz) {
-    size_t frames = pcm.size() / channels;
-    size_t from = frames / 4;
-    size_t count = frames / 2;
-    double w = 2 * M_PI * hz / rate;
-    double coeff = 2 * std::cos(w), s1 = 0, s2 = 0;
-    for (size_t i = from; i < from + count; ++i) {
-        double s0 = pcm[i * channels + channel] + coeff * s1 - s2;
-        s2 = s1;
-        s1 = s0;
-    }
-    double power = s1 * s1 + s2 * s2 - coeff * s1 * s2;
-    return 2 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(count);
 }
 
 Decoded DecodeTrack(const std::string& path) {

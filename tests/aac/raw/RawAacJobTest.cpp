@@ -63,15 +63,6 @@ void ExpectSequence(const testhost::JobRecord& r, int final, bool blocksExpected
     EXPECT_TRUE(r.threadEnded);
 }
 
-std::vector<float> FfmpegDecode(const std::string& path) {
-    const std::string out = testfiles::ScratchDir() + "/ref.f32";
-    EXPECT_TRUE(testfiles::Run(testfiles::Ffmpeg() + " -c:a aac -i " + path + " -f f32le " + out));
-    const Bytes bytes = testfiles::ReadAll(out);
-    std::vector<float> samples(bytes.size() / 4);
-    std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
-    return samples;
-}
-
 struct LayoutCase {
     const char* layout;
     uint32_t channels;     // as FAAD2 delivers them (mono comes out as two equal channels)
@@ -107,7 +98,7 @@ TEST(GaplessLayouts, TagWithGaplessDataDeliversExactlyTheInput) {
         // The same samples as an independent decoder's output without its first 1024 frames, in the
         // host's channel order (ffmpeg's order for these layouts); channel c was encoded at
         // amplitude 0.1 * (c + 1).
-        const std::vector<float> ref = FfmpegDecode(adts);
+        const std::vector<float> ref = testfiles::FfmpegFloats(adts);
         ASSERT_GE(ref.size(), (size_t{c.frames} + 1024) * c.encoded);
         double worst = 0;
         for (uint32_t f = 0; f < c.frames; ++f) {
