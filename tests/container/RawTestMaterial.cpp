@@ -4,30 +4,12 @@
 
 #include <cstdio>
 
+#include "BitWriter.h"
 #include "TestFiles.h"
 
 namespace rawtest {
 
 namespace {
-
-class BitWriter {
-public:
-    void Put(uint32_t value, int bits) {
-        for (int i = bits - 1; i >= 0; --i) {
-            if (used_ % 8 == 0) bytes_.push_back(0);
-            if ((value >> i) & 1u) bytes_.back() |= static_cast<uint8_t>(0x80u >> (used_ % 8));
-            ++used_;
-        }
-    }
-    void Align() {
-        while (used_ % 8 != 0) Put(0, 1);
-    }
-    const Bytes& bytes() const { return bytes_; }
-
-private:
-    Bytes bytes_;
-    size_t used_ = 0;
-};
 
 void Append(Bytes& out, const std::string& s) { out.insert(out.end(), s.begin(), s.end()); }
 
@@ -105,7 +87,7 @@ Bytes Adif(const std::vector<Bytes>& adtsFrames, uint32_t bitRate, bool copyrigh
     w.Align();
     w.Put(0, 8);  // comment_field_bytes
     w.Align();
-    Bytes out = w.bytes();
+    Bytes out = w.Data();
     const Bytes raw = RawBlocks(adtsFrames);
     out.insert(out.end(), raw.begin(), raw.end());
     return out;

@@ -1,17 +1,19 @@
-// Test-material patcher for MP4 files: adds gapless metadata and rewrites the values the MP4 job
-// reads its gapless data from, in files ffmpeg has written.
+// Test-material patcher for MP4 files: adds gapless metadata and rewrites the edit list the MP4
+// job reads its gapless data from, in files ffmpeg has written.
 //
 //   zorv_test_mp4patch smpb FILE TEXT             add a "com.apple.iTunes"/"iTunSMPB" item with TEXT
 //   zorv_test_mp4patch elst FILE START DURATION   rewrite the first edit of the first track with an
 //                                                 edit list ("-" keeps a field; numbers take 0x)
-//   zorv_test_mp4patch iods FILE LEVEL            set the movie's audio profile level
 //
-// The file is rewritten in place. Adding the item grows moov; chunk offsets behind the insertion
-// point are moved with it, so moov may sit before or after mdat.
+// The file is rewritten in place. Adding the item grows moov (and the udta, meta and ilst on the
+// way, made when absent); chunk offsets behind the insertion point move with it, so moov may sit
+// before or after mdat. (ffmpeg writes the movie's audio profile level itself: -iods_audio_profile.)
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,8 +23,7 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 
 struct Box {
-    size_t start = 0;
-    size_t header = 0;  // 8, or 16 with a 64-bit size
+    size_t start = 0, header = 8;  // header: 8, or 16 with a 64-bit size
     uint64_t size = 0;
     std::string type;
     size_t End() const { return start + static_cast<size_t>(size); }
@@ -38,21 +39,11 @@ void PutBe(Bytes& b, size_t at, uint64_t v, int n) {
     for (int i = n - 1; i >= 0; --i, v >>= 8) b[at + static_cast<size_t>(i)] = static_cast<uint8_t>(v);
 }
 
-void AppendBe(Bytes& b, uint64_t v, int n) {
-    b.resize(b.size() + static_cast<size_t>(n));
-    PutBe(b, b.size() - static_cast<size_t>(n), v, n);
-}
-
 // The boxes in [from, to); stops at the first malformed header.
 std::vector<Box> Boxes(const Bytes& b, size_t from, size_t to) {
     std::vector<Box> out;
-    size_t pos = from;
-    while (pos + 8 <= to) {
-        Box box;
-        box.start = pos;
-        box.header = 8;
-        box.size = Be(b, pos, 4);
-        box.type.assign(reinterpret_cast<const char*>(&b[pos + 4]), 4);
+    for (size_t pos = from; pos + 8 <= to;) {
+        Box box{pos, 8, Be(b, pos, 4), std::string(reinterpret_cast<const char*>(&b[pos + 4]), 4)};
         if (box.size == 1) {
             if (pos + 16 > to) break;
             box.size = Be(b, pos + 8, 8);
@@ -67,200 +58,105 @@ std::vector<Box> Boxes(const Bytes& b, size_t from, size_t to) {
     return out;
 }
 
-// Children of a container; meta is a full box, so its children start 4 bytes later.
-std::vector<Box> Children(const Bytes& b, const Box& parent) {
-    size_t skip = parent.type == "meta" ? 4 : 0;
-    return Boxes(b, parent.start + parent.header + skip, parent.End());
-}
-
-std::optional<Box> Find(const std::vector<Box>& boxes, const char* type) {
-    for (const Box& box : boxes)
+// The child of `parent` (the file when none) of `type`; meta is a full box, so its children
+// start 4 bytes later.
+std::optional<Box> Find(const Bytes& b, const std::optional<Box>& parent, const char* type) {
+    const size_t from = parent ? parent->start + parent->header + (parent->type == "meta" ? 4 : 0) : 0;
+    for (const Box& box : Boxes(b, from, parent ? parent->End() : b.size()))
         if (box.type == type) return box;
     return std::nullopt;
 }
 
-Bytes MakeBox(const char* type, const Bytes& payload) {
-    Bytes out;
-    AppendBe(out, payload.size() + 8, 4);
+Bytes MakeBox(const char* type, std::initializer_list<Bytes> parts) {
+    Bytes out(4, 0);
     out.insert(out.end(), type, type + 4);
-    out.insert(out.end(), payload.begin(), payload.end());
+    for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
+    PutBe(out, 0, out.size(), 4);
     return out;
 }
 
-Bytes FullBoxText(const char* type, const std::string& text) {
-    Bytes payload(4, 0);
-    payload.insert(payload.end(), text.begin(), text.end());
-    return MakeBox(type, payload);
-}
-
-Bytes SmpbItem(const std::string& text) {
-    Bytes data = {0, 0, 0, 1, 0, 0, 0, 0};  // type set 0, UTF-8, locale 0
-    data.insert(data.end(), text.begin(), text.end());
-    Bytes payload = FullBoxText("mean", "com.apple.iTunes");
-    Bytes name = FullBoxText("name", "iTunSMPB");
-    Bytes dataBox = MakeBox("data", data);
-    payload.insert(payload.end(), name.begin(), name.end());
-    payload.insert(payload.end(), dataBox.begin(), dataBox.end());
-    return MakeBox("----", payload);
-}
-
-Bytes MetaWith(const Bytes& ilstPayload) {
-    Bytes hdlr(4 + 4, 0);  // version/flags, pre_defined
-    const char* kind = "mdirappl";
-    hdlr.insert(hdlr.end(), kind, kind + 8);
-    hdlr.insert(hdlr.end(), 9, 0);  // reserved and an empty name
-    Bytes payload(4, 0);
-    Bytes h = MakeBox("hdlr", hdlr);
-    Bytes ilst = MakeBox("ilst", ilstPayload);
-    payload.insert(payload.end(), h.begin(), h.end());
-    payload.insert(payload.end(), ilst.begin(), ilst.end());
-    return MakeBox("meta", payload);
-}
+Bytes Text(const std::string& s) { return Bytes(s.begin(), s.end()); }
 
 // Adds `delta` to every chunk offset at or beyond `from` in every stco/co64 of moov.
 void ShiftChunkOffsets(Bytes& b, const Box& moov, size_t from, uint64_t delta) {
-    for (const Box& trak : Children(b, moov)) {
+    for (const Box& trak : Boxes(b, moov.start + moov.header, moov.End())) {
         if (trak.type != "trak") continue;
-        std::optional<Box> mdia = Find(Children(b, trak), "mdia");
-        std::optional<Box> minf = mdia ? Find(Children(b, *mdia), "minf") : std::nullopt;
-        std::optional<Box> stbl = minf ? Find(Children(b, *minf), "stbl") : std::nullopt;
-        if (!stbl) continue;
-        for (const Box& table : Children(b, *stbl)) {
-            int width = table.type == "stco" ? 4 : table.type == "co64" ? 8 : 0;
-            if (width == 0) continue;
-            size_t payload = table.start + table.header;
-            uint64_t count = Be(b, payload + 4, 4);
-            for (uint64_t i = 0; i < count; ++i) {
-                size_t at = payload + 8 + static_cast<size_t>(i) * static_cast<size_t>(width);
+        std::optional<Box> stbl = Find(b, Find(b, Find(b, trak, "mdia"), "minf"), "stbl");
+        for (const Box& table : stbl ? Boxes(b, stbl->start + stbl->header, stbl->End()) : std::vector<Box>{}) {
+            const int width = table.type == "stco" ? 4 : table.type == "co64" ? 8 : 0;
+            const size_t payload = table.start + table.header;
+            for (uint64_t i = 0; width != 0 && i < Be(b, payload + 4, 4); ++i) {
+                const size_t at = payload + 8 + static_cast<size_t>(i * static_cast<uint64_t>(width));
                 if (at + static_cast<size_t>(width) > table.End()) break;
-                uint64_t offset = Be(b, at, width);
-                if (offset >= from) PutBe(b, at, offset + delta, width);
+                if (Be(b, at, width) >= from) PutBe(b, at, Be(b, at, width) + delta, width);
             }
         }
     }
 }
 
-// Inserts `bytes` at the end of path.back() and grows every box on `path` by their length.
-void InsertAtEnd(Bytes& b, std::vector<Box> path, const Bytes& bytes) {
-    size_t at = path.back().End();
-    b.insert(b.begin() + static_cast<long>(at), bytes.begin(), bytes.end());
-    for (Box& box : path) {
-        box.size += bytes.size();
-        if (box.header == 16) PutBe(b, box.start + 8, box.size, 8);
-        else PutBe(b, box.start, box.size, 4);
-    }
-    ShiftChunkOffsets(b, path.front(), at, bytes.size());
-}
-
 bool AddSmpb(Bytes& b, const std::string& text) {
-    std::optional<Box> moovp = Find(Boxes(b, 0, b.size()), "moov");
-    if (moovp == std::nullopt) return false;
-    Box moov = *moovp;
-    Bytes item = SmpbItem(text);
-    std::optional<Box> udta = Find(Children(b, moov), "udta");
-    if (udta == std::nullopt) {
-        Bytes meta = MetaWith(item);
-        InsertAtEnd(b, {moov}, MakeBox("udta", meta));
-        return true;
+    const Bytes item = MakeBox("----", {MakeBox("mean", {Bytes(4, 0), Text("com.apple.iTunes")}),
+                                        MakeBox("name", {Bytes(4, 0), Text("iTunSMPB")}),
+                                        MakeBox("data", {{0, 0, 0, 1, 0, 0, 0, 0}, Text(text)})});  // UTF-8, locale 0
+    const Bytes hdlr = MakeBox("hdlr", {Bytes(8, 0), Text("mdirappl"), Bytes(9, 0)});
+    // The deepest of moov > udta > meta > ilst present gets what is missing below it.
+    std::vector<Box> path;
+    for (const char* type : {"moov", "udta", "meta", "ilst"}) {
+        std::optional<Box> next = Find(b, path.empty() ? std::nullopt : std::optional<Box>(path.back()), type);
+        if (!next) break;
+        path.push_back(*next);
     }
-    Box u = *udta;
-    std::optional<Box> meta = Find(Children(b, u), "meta");
-    if (meta == std::nullopt) {
-        InsertAtEnd(b, {moov, u}, MetaWith(item));
-        return true;
+    if (path.empty()) return false;
+    Bytes insert = item;
+    if (path.size() < 4) insert = MakeBox("ilst", {insert});
+    if (path.size() < 3) insert = MakeBox("meta", {Bytes(4, 0), hdlr, insert});
+    if (path.size() < 2) insert = MakeBox("udta", {insert});
+    const size_t at = path.back().End();
+    b.insert(b.begin() + static_cast<long>(at), insert.begin(), insert.end());
+    for (Box& box : path) {
+        box.size += insert.size();
+        PutBe(b, box.header == 16 ? box.start + 8 : box.start, box.size, box.header == 16 ? 8 : 4);
     }
-    Box m = *meta;
-    std::optional<Box> ilst = Find(Children(b, m), "ilst");
-    if (ilst == std::nullopt) {
-        InsertAtEnd(b, {moov, u, m}, MakeBox("ilst", item));
-        return true;
-    }
-    InsertAtEnd(b, {moov, u, m, *ilst}, item);
+    ShiftChunkOffsets(b, path.front(), at, insert.size());
     return true;
 }
 
-bool ParseField(const char* text, bool& keep, uint64_t& value) {
-    keep = std::strcmp(text, "-") == 0;
-    if (keep) return true;
-    char* end = nullptr;
-    value = std::strtoull(text, &end, 0);
-    return end != text && *end == '\0';
-}
-
-bool PatchElst(Bytes& b, const char* startText, const char* durationText) {
-    bool keepStart = false, keepDuration = false;
-    uint64_t start = 0, duration = 0;
-    if (!ParseField(startText, keepStart, start) || !ParseField(durationText, keepDuration, duration)) return false;
-    std::optional<Box> moov = Find(Boxes(b, 0, b.size()), "moov");
-    if (moov == std::nullopt) return false;
-    for (const Box& trak : Children(b, *moov)) {
-        if (trak.type != "trak") continue;
-        std::optional<Box> edts = Find(Children(b, trak), "edts");
-        std::optional<Box> elst = edts ? Find(Children(b, *edts), "elst") : std::nullopt;
-        if (elst == std::nullopt) continue;
-        size_t payload = elst->start + elst->header;
-        int width = b[payload] == 1 ? 8 : 4;
+bool PatchElst(Bytes& b, const std::string& start, const std::string& duration) {
+    std::optional<Box> moov = Find(b, std::nullopt, "moov");
+    for (const Box& trak : moov ? Boxes(b, moov->start + moov->header, moov->End()) : std::vector<Box>{}) {
+        std::optional<Box> elst = trak.type == "trak" ? Find(b, Find(b, trak, "edts"), "elst") : std::nullopt;
+        if (!elst) continue;
+        const size_t payload = elst->start + elst->header;
+        const int width = b[payload] == 1 ? 8 : 4;
         if (Be(b, payload + 4, 4) == 0 || payload + 8 + 2 * static_cast<size_t>(width) > elst->End()) return false;
-        if (!keepDuration) PutBe(b, payload + 8, duration, width);
-        if (!keepStart) PutBe(b, payload + 8 + static_cast<size_t>(width), start, width);
+        for (const auto& [text, at] : {std::pair{duration, payload + 8}, std::pair{start, payload + 8 + static_cast<size_t>(width)}}) {
+            if (text == "-") continue;
+            char* end = nullptr;
+            const uint64_t value = std::strtoull(text.c_str(), &end, 0);
+            if (end == text.c_str() || *end != '\0') return false;
+            PutBe(b, at, value, width);
+        }
         return true;
     }
     return false;
 }
 
-bool PatchIods(Bytes& b, uint8_t level) {
-    std::optional<Box> moov = Find(Boxes(b, 0, b.size()), "moov");
-    std::optional<Box> iods = moov ? Find(Children(b, *moov), "iods") : std::nullopt;
-    if (iods == std::nullopt) return false;
-    size_t pos = iods->start + iods->header + 4;  // after version and flags
-    if (pos >= iods->End() || (b[pos] != 0x10 && b[pos] != 0x02)) return false;
-    ++pos;
-    for (int i = 0; i < 4 && pos < iods->End(); ++i)
-        if ((b[pos++] & 0x80) == 0) break;
-    // ObjectDescriptorID (10 bits), URL flag, include-inline flag, reserved; then the OD and
-    // scene profile levels and the audio profile level.
-    if (pos + 5 > iods->End() || (b[pos + 1] & 0x20) != 0) return false;
-    b[pos + 4] = level;
-    return true;
-}
-
-bool ReadFile(const char* path, Bytes& b) {
-    FILE* f = std::fopen(path, "rb");
-    if (f == nullptr) return false;
-    uint8_t chunk[65536];
-    size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) b.insert(b.end(), chunk, chunk + n);
-    std::fclose(f);
-    return true;
-}
-
-bool WriteFile(const char* path, const Bytes& b) {
-    FILE* f = std::fopen(path, "wb");
-    if (f == nullptr) return false;
-    bool ok = std::fwrite(b.data(), 1, b.size(), f) == b.size();
-    return std::fclose(f) == 0 && ok;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 4) {
-        std::fprintf(stderr, "usage: %s smpb FILE TEXT | elst FILE START DURATION | iods FILE LEVEL\n", argv[0]);
+    const std::string op = argc >= 4 ? argv[1] : "";
+    if (!((op == "smpb" && argc == 4) || (op == "elst" && argc == 5))) {
+        std::cerr << "usage: " << argv[0] << " smpb FILE TEXT | elst FILE START DURATION\n";
         return 2;
     }
-    std::string op = argv[1];
-    Bytes b;
-    if (!ReadFile(argv[2], b)) {
-        std::fprintf(stderr, "cannot read %s\n", argv[2]);
+    std::ifstream in(argv[2], std::ios::binary);
+    Bytes b((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (!in.good() && !in.eof()) return 1;
+    if (!(op == "smpb" ? AddSmpb(b, argv[3]) : PatchElst(b, argv[3], argv[4]))) {
+        std::cerr << op << ": nothing to patch in " << argv[2] << "\n";
         return 1;
     }
-    bool ok = false;
-    if (op == "smpb") ok = AddSmpb(b, argv[3]);
-    else if (op == "elst" && argc == 5) ok = PatchElst(b, argv[3], argv[4]);
-    else if (op == "iods") ok = PatchIods(b, static_cast<uint8_t>(std::strtoul(argv[3], nullptr, 0)));
-    if (!ok) {
-        std::fprintf(stderr, "%s: nothing to patch in %s\n", op.c_str(), argv[2]);
-        return 1;
-    }
-    return WriteFile(argv[2], b) ? 0 : 1;
+    std::ofstream out(argv[2], std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(b.data()), static_cast<std::streamsize>(b.size()));
+    return out.good() ? 0 : 1;
 }
