@@ -35,18 +35,9 @@ JobRecord RunAlac(const std::string& path, RunOptions options = {}) {
     return testhost::RunJob(path, options);
 }
 
-std::string MakeM4a(const std::string& name, const std::string& args) {
-    return testfiles::Generated(name, [&](const std::string& path) {
-        return testfiles::Run(testfiles::Ffmpeg() + " " + args + " -f ipod " + path);
-    });
-}
-
 std::vector<uint8_t> FfmpegPcm(const std::string& file, const std::string& format, const std::string& map = "0:a:0") {
-    const std::string path = testfiles::Generated(
-        file.substr(file.rfind('/') + 1) + "." + map.substr(4) + "." + format, [&](const std::string& out) {
-            return testfiles::Run(testfiles::Ffmpeg() + " -i " + file + " -map " + map + " -f " + format + " " + out);
-        });
-    return testfiles::ReadAll(path);
+    return testfiles::ReadAll(testfiles::FfmpegFile(file.substr(file.rfind('/') + 1) + "." + map.substr(4) + "." + format,
+                                                    "-i " + file + " -map " + map + " -f " + format));
 }
 
 // Host channel k holds ffmpeg's channel kFfmpegChannel[n][k] of an n-channel stream: both put
@@ -125,7 +116,7 @@ const StreamCase kStreams[] = {
 TEST(AlacJobStreams, DeliversFfmpegsPcmInHostOrder) {
     for (const StreamCase& c : kStreams) {
         SCOPED_TRACE(c.name);
-        const std::string m4a = MakeM4a(std::string("alac_") + c.name + ".m4a",
+        const std::string m4a = testfiles::FfmpegFile(std::string("alac_") + c.name + ".m4a",
                                         "-f lavfi -i " + Source(c) + " -c:a alac -sample_fmt " + (c.bits == 16 ? "s16p" : "s32p") +
                                             " -bits_per_raw_sample " + std::to_string(c.bits) + " " + c.encoderArgs);
         ASSERT_FALSE(m4a.empty());
@@ -157,7 +148,7 @@ TEST(AlacJobStreams, DeliversFfmpegsPcmInHostOrder) {
 
 // A stereo 48 kHz track of 4096-frame packets: 12288 frames = packets 1..3.
 std::string SeekFile() {
-    return MakeM4a("alacjob_seek.m4a", "-f lavfi -i \"anoisesrc=seed=5:a=0.2:r=48000:d=1.5\" -ac 2 -c:a alac -sample_fmt s16p");
+    return testfiles::FfmpegFile("alacjob_seek.m4a", "-f lavfi -i \"anoisesrc=seed=5:a=0.2:r=48000:d=1.5\" -ac 2 -c:a alac -sample_fmt s16p");
 }
 
 TEST(AlacJobSeek, StartsAtThePacketAndWritesBackTheRemainder) {
@@ -190,7 +181,7 @@ TEST(AlacJobSeek, StartsAtThePacketAndWritesBackTheRemainder) {
 // Cancelling, track choice and the ways the job fails: the message sequence, exit code and PCM.
 TEST(AlacJobTest, CancelTrackChoiceAndFailures) {
     // Track 1 is AAC, track 2 ALAC.
-    const std::string twoTracks = MakeM4a("alacjob_two_tracks.m4a",
+    const std::string twoTracks = testfiles::FfmpegFile("alacjob_two_tracks.m4a",
                                           "-f lavfi -i \"sine=f=300:r=44100:d=0.5\" -f lavfi -i \"sine=f=700:r=44100:d=0.6\" "
                                           "-map 0 -map 1 -c:a:0 aac -c:a:1 alac -sample_fmt:a:1 s16p");
     const std::vector<uint8_t> second = FfmpegPcm(twoTracks, "s16le", "0:a:1"), none;
@@ -206,7 +197,7 @@ TEST(AlacJobTest, CancelTrackChoiceAndFailures) {
         {SeekFile(), 0, 0, Final::None, 1, 0, 1, none},    // cancelled at the format: no message
         {SeekFile(), 0, 2, Final::Failed, 4, 2, 0, none},  // at block 2: format, block, block, failed
         {testfiles::ScratchDir() + "/absent.m4a", 0, -1, Final::Failed, 1, 0, 1, none},
-        {MakeM4a("alacjob_aac_only.m4a", "-f lavfi -i \"sine=f=300:r=44100:d=0.3\" -c:a aac"), 0, -1, Final::Failed, 1, 0, 1, none},
+        {testfiles::FfmpegFile("alacjob_aac_only.m4a", "-f lavfi -i \"sine=f=300:r=44100:d=0.3\" -c:a aac"), 0, -1, Final::Failed, 1, 0, 1, none},
         {twoTracks, 2, -1, Final::Done, 9, 7, 0, second},
         {twoTracks, 0, -1, Final::Done, 9, 7, 0, second},  // any track: the first one with a cookie
         {twoTracks, 1, -1, Final::Failed, 1, 0, 1, none},  // the AAC track

@@ -54,11 +54,8 @@ TEST(Cli, EachFailedInputGetsOneLineAndStatusOne) {
 namespace {
 
 std::string LosslessStereo() {
-    return testfiles::Generated("cli-alac-stereo-32k.m4a", [](const std::string& out) {
-        return testfiles::Run(testfiles::Ffmpeg() +
-                              " -f lavfi -i \"aevalsrc=exprs='0.4*sin(2*PI*(200+300*t)*t)|0.3*sin(2*PI*555*t)':"
-                              "s=32000:d=4\" -c:a alac -sample_fmt s16p -f mp4 " + out);
-    });
+    return testfiles::FfmpegFile("cli-alac-stereo-32k.m4a", "-f lavfi -i \"aevalsrc=exprs='0.4*sin(2*PI*(200+300*t)*t)|0.3*sin(2*PI*555*t)':"
+                                                            "s=32000:d=4\" -c:a alac -sample_fmt s16p");
 }
 
 TEST(Cli, StartTimeOutputIsTheFullDecodeFromThatTime) {

@@ -19,30 +19,14 @@ const std::string kTone = "-f lavfi -i \"sine=frequency=440:sample_rate=44100:du
 const std::string kTone48 = "-f lavfi -i \"sine=frequency=660:sample_rate=48000:duration=1\"";
 
 std::string AacThenAlac() {
-    return Generated("route-aac-then-alac.m4a", [](const std::string& out) {
-        return Run(Ffmpeg() + " " + kTone + " " + kTone48 +
-                   " -map 0 -map 1 -c:a:0 aac -c:a:1 alac -sample_fmt:a:1 s16p -f mp4 " + out);
-    });
+    return testfiles::FfmpegFile("route-aac-then-alac.m4a", kTone + " " + kTone48 + " -map 0 -map 1 -c:a:0 aac -c:a:1 alac -sample_fmt:a:1 s16p");
 }
-
 std::string VideoThenAlac() {
-    return Generated("route-video-then-alac.mp4", [](const std::string& out) {
-        return Run(Ffmpeg() + " -f lavfi -i color=c=blue:s=64x64:d=1 " + kTone +
-                   " -map 0 -map 1 -c:v mpeg4 -c:a alac -sample_fmt s16p -f mp4 " + out);
-    });
+    return testfiles::FfmpegFile("route-video-then-alac.mp4", "-f lavfi -i color=c=blue:s=64x64:d=1 " + kTone +
+                                                                  " -map 0 -map 1 -c:v mpeg4 -c:a alac -sample_fmt s16p");
 }
-
-std::string AdtsFile() {
-    return Generated("route-adts.aac", [](const std::string& out) {
-        return Run(Ffmpeg() + " " + kTone + " -c:a aac -f adts " + out);
-    });
-}
-
-std::string EmptyMoovAac() {
-    return Generated("route-empty-moov.mp4", [](const std::string& out) {
-        return Run(Ffmpeg() + " " + kTone + " -c:a aac -movflags frag_keyframe+empty_moov -f mp4 " + out);
-    });
-}
+std::string AdtsFile() { return testfiles::FfmpegFile("route-adts.aac", kTone + " -c:a aac"); }
+std::string EmptyMoovAac() { return testfiles::FfmpegFile("route-empty-moov.mp4", kTone + " -c:a aac -movflags frag_keyframe+empty_moov"); }
 
 // An AAC track whose AudioSpecificConfig is replaced by `config` (as long as ffmpeg's).
 std::string WithConfig(const std::string& name, const std::vector<uint8_t>& config) {

@@ -4,8 +4,6 @@
 // cookie, the ffmpeg priming edit and the iTunSMPB item.
 #include <gtest/gtest.h>
 
-#include <map>
-#include <sstream>
 
 #include "Mp4TestMovie.h"
 #include "TestFiles.h"
@@ -19,29 +17,6 @@ using Fields = std::map<std::string, std::string>;
 // Two distinct tones, 3 s at 44100 Hz.
 const std::string kStereo = "-f lavfi -i \"aevalsrc=sin(440*2*PI*t)|sin(660*2*PI*t):s=44100:d=3\"";
 const std::string kVideo = "-f lavfi -i color=c=red:s=64x64:r=25:d=1";
-
-std::string Make(const std::string& name, const std::string& args) {
-    return testfiles::Generated(name, [&](const std::string& path) {
-        return testfiles::Run(testfiles::Ffmpeg() + " " + args + " '" + path + "'");
-    });
-}
-
-// ffprobe lines "key=value|key=value" (-of compact=p=0) as records.
-std::vector<Fields> Records(const std::string& args, const std::string& path) {
-    std::vector<Fields> records;
-    std::stringstream lines(Capture(Ffprobe() + " " + args + " -of compact=p=0 '" + path + "'"));
-    for (std::string line; std::getline(lines, line);) {
-        if (line.empty()) continue;
-        Fields f;
-        std::stringstream parts(line);
-        for (std::string part; std::getline(parts, part, '|');) {
-            const size_t eq = part.find('=');
-            if (eq != std::string::npos) f[part.substr(0, eq)] = part.substr(eq + 1);
-        }
-        records.push_back(f);
-    }
-    return records;
-}
 
 uint64_t U64(const Fields& f, const std::string& key) {
     const auto it = f.find(key);
@@ -103,14 +78,14 @@ TEST(Mp4Ffprobe, SameTracksSamplesAndConfiguration) {
     for (const FileCase& c : cases) {
         SCOPED_TRACE(c.name);
         const bool fixture = c.args.empty();
-        const std::string path = fixture ? testfiles::SharedFixture(c.name) : Make(c.name, c.args);
+        const std::string path = fixture ? testfiles::SharedFixture(c.name) : testfiles::FfmpegFile(c.name, c.args);
         if (path.empty() && fixture) continue;  // the shared fixtures are optional
         ASSERT_FALSE(path.empty());
         // Without the edit list applied, ffprobe reports mdhd durations and raw stts times.
-        const std::vector<Fields> streams = Records("-ignore_editlist 1 -show_entries stream=codec_type,codec_name,time_base,"
+        const std::vector<Fields> streams = testfiles::ProbeRecords("-ignore_editlist 1 -show_entries stream=codec_type,codec_name,time_base,"
                                                     "duration_ts,nb_frames", path);
-        const std::vector<Fields> packets = Records("-ignore_editlist 1 -show_entries packet=stream_index,dts,size,pos", path);
-        const std::vector<Fields> edited = Records("-show_entries stream=duration_ts", path);
+        const std::vector<Fields> packets = testfiles::ProbeRecords("-ignore_editlist 1 -show_entries packet=stream_index,dts,size,pos", path);
+        const std::vector<Fields> edited = testfiles::ProbeRecords("-show_entries stream=duration_ts", path);
         const std::vector<std::vector<uint8_t>> extradata = Extradata(path);
         const std::vector<uint8_t> file = testfiles::ReadAll(path);
         ASSERT_FALSE(streams.empty());
@@ -185,7 +160,7 @@ TEST(Mp4Ffprobe, SameTracksSamplesAndConfiguration) {
 
 // Samples in movie fragments are not ours to read: the track lists none, but keeps its configuration.
 TEST(Mp4Ffprobe, FragmentedFileListsNoSamples) {
-    const std::string path = Make("aac_frag.mp4", kStereo + " -c:a aac -movflags frag_keyframe+empty_moov");
+    const std::string path = testfiles::FfmpegFile("aac_frag.mp4", kStereo + " -c:a aac -movflags frag_keyframe+empty_moov");
     ASSERT_FALSE(path.empty());
     const Mp4Handle h(MP4Read(path.c_str()));
     ASSERT_TRUE(h);

@@ -69,6 +69,10 @@ std::string Generated(const std::string& name, const std::function<bool(const st
     return path;
 }
 
+std::string FfmpegFile(const std::string& name, const std::string& args) {
+    return Generated(name, [&](const std::string& path) { return Run(Ffmpeg() + " " + args + " '" + path + "'"); });
+}
+
 bool Run(const std::string& command) {
     const std::string log = ScratchDir() + "/run.log";
     const int rc = std::system((command + " >" + log + " 2>&1").c_str());
@@ -91,6 +95,21 @@ std::vector<float> FfmpegFloats(const std::string& path) {
     std::vector<float> samples(bytes.size() / 4);
     if (!samples.empty()) std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
     return samples;
+}
+
+std::vector<std::map<std::string, std::string>> ProbeRecords(const std::string& args, const std::string& path) {
+    std::vector<std::map<std::string, std::string>> records;
+    std::stringstream lines(Capture(Ffprobe() + " " + args + " -of compact=p=0 '" + path + "'"));
+    for (std::string line; std::getline(lines, line);) {
+        std::stringstream parts(line);
+        std::map<std::string, std::string> fields;
+        for (std::string part; std::getline(parts, part, '|');) {
+            const size_t eq = part.find('=');
+            if (eq != std::string::npos) fields[part.substr(0, eq)] = part.substr(eq + 1);
+        }
+        if (!fields.empty()) records.push_back(fields);
+    }
+    return records;
 }
 
 std::string Capture(const std::string& command) {

@@ -44,10 +44,8 @@ Source Signal(uint32_t rate, uint32_t channels, uint64_t frames) {
 }
 
 std::string LcMp4(const std::string& name, const Source& source, const std::string& muxArgs) {
-    return testfiles::Generated(name + ".m4a", [&](const std::string& out) {
-        return testfiles::Run(testfiles::Ffmpeg() + " " + LavfiInput(source) + " -c:a aac -b:a " +
-                              std::to_string(64000 * source.channels) + " " + muxArgs + " -f mp4 " + out);
-    });
+    return testfiles::FfmpegFile(name + ".m4a", LavfiInput(source) + " -c:a aac -b:a " + std::to_string(64000 * source.channels) + " " +
+                                                    muxArgs + " -f mp4");
 }
 
 Encoded HeMp4(const std::string& name, const Source& source, int aot, uint32_t bitrate, const std::string& muxArgs) {
