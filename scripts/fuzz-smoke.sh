@@ -13,7 +13,7 @@ if [ ${#targets[@]} -eq 0 ]; then
 fi
 seeds=$(mktemp -d)
 trap 'rm -rf "$seeds"' EXIT
-for f in tests/data/* "$test_build"/testdata/* "$(dirname "$0")"/../examples/*; do
+for f in tests/data/* tests/alac/data/fuzz_seeds/* "$test_build"/testdata/* "$(dirname "$0")"/../examples/*; do
   [ -f "$f" ] && [ "$(stat -c %s "$f")" -le 1048576 ] && cp "$f" "$seeds/" 2>/dev/null || true
 done
 dict_dir=fuzz
