@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 
 #include "TestFiles.h"
 
@@ -25,8 +24,15 @@ Result RunCli(const std::string& arguments) {
 
 size_t Lines(const std::string& text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
 
-TEST(Cli, UsageErrorsExitWithTwo) {
-    for (const char* args : {"", "--format mp3 x.m4a", "--track -1 x.m4a", "--jobs 0 x", "--bogus x", "-o"}) {
+std::string LosslessStereo() {
+    return testfiles::FfmpegFile("cli-alac-stereo-32k.m4a", "-f lavfi -i \"aevalsrc=exprs='0.4*sin(2*PI*(200+300*t)*t)|0.3*sin(2*PI*555*t)':"
+                                                            "s=32000:d=4\" -c:a alac -sample_fmt s16p");
+}
+
+TEST(Cli, UsageAndOutputErrorsExitWithTwo) {
+    for (const std::string& args : {std::string(""), std::string("--format mp3 x.m4a"), std::string("--track -1 x.m4a"),
+                                    std::string("--jobs 0 x"), std::string("--bogus x"), std::string("-o"),
+                                    "-q -o /nonexistent-dir/x.wav " + LosslessStereo()}) {
         Result r = RunCli(args);
         EXPECT_EQ(r.status, 2) << args;
         EXPECT_NE(r.errors.find("zorv-decode:"), std::string::npos) << args;
@@ -47,15 +53,6 @@ TEST(Cli, EachFailedInputGetsOneLineAndStatusOne) {
     EXPECT_EQ(Lines(r.errors), 4u) << r.errors;
     for (const std::string& input : {empty, junk, missing})
         EXPECT_NE(r.errors.find(input + ": "), std::string::npos) << input << " named in\n" << r.errors;
-}
-
-}  // namespace
-
-namespace {
-
-std::string LosslessStereo() {
-    return testfiles::FfmpegFile("cli-alac-stereo-32k.m4a", "-f lavfi -i \"aevalsrc=exprs='0.4*sin(2*PI*(200+300*t)*t)|0.3*sin(2*PI*555*t)':"
-                                                            "s=32000:d=4\" -c:a alac -sample_fmt s16p");
 }
 
 TEST(Cli, StartTimeOutputIsTheFullDecodeFromThatTime) {
