@@ -25,7 +25,7 @@ std::vector<uint8_t> Mdat() { return BoxBuilder("mdat").Zeros(16).Build(); }
 std::vector<uint8_t> MoovWith(std::initializer_list<std::vector<uint8_t>> extra, bool header = true, bool track = true) {
     BoxBuilder moov("moov");
     if (header) moov.Child(Mvhd());
-    if (track) moov.Child(Trak(1, TableLayout{{4}, {{1, 1024}}, {{1, 1}}, {}, {}}, {0}));
+    if (track) moov.Child(Trak(1, TableLayout{{4}, {{1, 1024}}, {{1, 1}}, {}}, {0}));
     for (const auto& child : extra) moov.Bytes(child);
     return moov.Build();
 }
@@ -45,7 +45,7 @@ int32_t BuildCode(const std::vector<uint8_t>& bytes) {
 }
 
 TEST(BoxHeader, OpenResultTracksAndCodes) {
-    TableLayout stscZero{{4}, {{1, 1024}}, {{0, 1}}, {}, {}}, stscUnordered{{4}, {{1, 1024}}, {{1, 1}, {3, 1}, {2, 1}}, {}, {}}, big;
+    TableLayout stscZero{{4}, {{1, 1024}}, {{0, 1}}, {}}, stscUnordered{{4}, {{1, 1024}}, {{1, 1}, {3, 1}, {2, 1}}, {}}, big;
     big.sizes.assign(20000, 3);
     big.stts = {{20000, 1024}};
     big.stsc = {{1, 20000}};
@@ -55,7 +55,7 @@ TEST(BoxHeader, OpenResultTracksAndCodes) {
     BoxBuilder trunTraf("traf");
     trunTraf.Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(1)).Child(BoxBuilder("trun").Full(0, 0x301).U32(1000000).U32(0).U32(1).U32(1));
     const std::vector<uint8_t> large = BoxBuilder("free").Large64().Zeros(4).Build();
-    const std::vector<uint8_t> trak2 = Trak(2, TableLayout{{4}, {{1, 1024}}, {{1, 1}}, {}, {}}, {0}).Build();
+    const std::vector<uint8_t> trak2 = Trak(2, TableLayout{{4}, {{1, 1024}}, {{1, 1}}, {}}, {0}).Build();
     using CE = CISOException;
     struct Row {
         const char* name;

@@ -40,7 +40,6 @@ struct TableLayout {
     std::vector<uint32_t> sizes;                   // one per table sample
     std::vector<std::pair<uint32_t, uint32_t>> stts;  // (count, delta)
     std::vector<std::pair<uint32_t, uint32_t>> stsc;  // (first chunk, samples per chunk)
-    std::vector<uint32_t> syncSamples;             // 1-based; empty = no 'stss'
     std::vector<std::pair<uint32_t, uint32_t>> ctts;  // empty = no 'ctts'
 };
 
@@ -60,12 +59,6 @@ inline BoxBuilder Trak(uint32_t trackId, const TableLayout& layout, const std::v
     for (uint32_t o : chunkOffsets) stco.U32(o);
     BoxBuilder stbl("stbl");
     stbl.Child(Stsd()).Child(stts).Child(stsc).Child(stsz).Child(stco);
-    if (!layout.syncSamples.empty()) {
-        BoxBuilder stss("stss");
-        stss.Full(0, 0).U32(static_cast<uint32_t>(layout.syncSamples.size()));
-        for (uint32_t n : layout.syncSamples) stss.U32(n);
-        stbl.Child(stss);
-    }
     if (!layout.ctts.empty()) {
         BoxBuilder ctts("ctts");
         ctts.Full(0, 0).U32(static_cast<uint32_t>(layout.ctts.size()));
@@ -87,16 +80,10 @@ inline BoxBuilder Trex(uint32_t trackId, uint32_t duration, uint32_t size, uint3
     return BoxBuilder("trex").Full(0, 0).U32(trackId).U32(1).U32(duration).U32(size).U32(flags);
 }
 
-// Samples of a table track: chunks laid out back to back in one 'mdat' after the 'moov'.
-// Sample k has the bytes SampleBytes(k, sizes[k]).
-struct TableMovie {
-    std::vector<uint8_t> bytes;
-    std::vector<uint64_t> offsets;  // file offset of each sample
-};
-
-// Chunk layout from `layout.stsc`; `extraMoov` children are appended to the 'moov' (e.g. 'mvex');
-// `tail` is appended after the 'mdat' (e.g. fragments, whose offsets must then account for it).
-inline TableMovie MakeTableMovie(const TableLayout& layout, const std::vector<BoxBuilder>& extraMoov = {}) {
+// A table track's movie: chunks (as `layout.stsc` lays them out) back to back in one 'mdat' after
+// the 'moov', sample k holding SampleBytes(k, sizes[k]); `extraMoov` children (e.g. 'mvex') are
+// appended to the 'moov'.
+inline std::vector<uint8_t> MakeTableMovie(const TableLayout& layout, const std::vector<BoxBuilder>& extraMoov = {}) {
     // Chunk sizes from the sample-to-chunk entries.
     std::vector<uint32_t> chunkSampleCounts;
     size_t k = 0;
@@ -113,22 +100,18 @@ inline TableMovie MakeTableMovie(const TableLayout& layout, const std::vector<Bo
         for (const auto& extra : extraMoov) moov.Child(extra);
         return moov.Build();
     };
-    const std::vector<uint8_t> sizing = build(std::vector<uint32_t>(chunkSampleCounts.size(), 0));
-    TableMovie movie;
-    const uint32_t mdatStart = static_cast<uint32_t>(sizing.size());
+    const uint32_t mdatStart = static_cast<uint32_t>(build(std::vector<uint32_t>(chunkSampleCounts.size(), 0)).size());
     std::vector<uint32_t> chunkOffsets;
     std::vector<uint8_t> payload;
     k = 0;
     for (uint32_t count : chunkSampleCounts) {
         chunkOffsets.push_back(mdatStart + 8 + static_cast<uint32_t>(payload.size()));
         for (uint32_t s = 0; s < count && k < layout.sizes.size(); ++s, ++k) {
-            movie.offsets.push_back(mdatStart + 8 + payload.size());
             const auto bytes = SampleBytes(static_cast<uint32_t>(k), layout.sizes[k]);
             payload.insert(payload.end(), bytes.begin(), bytes.end());
         }
     }
-    movie.bytes = Concat({build(chunkOffsets), BoxBuilder("mdat").Bytes(payload).Build()});
-    return movie;
+    return Concat({build(chunkOffsets), BoxBuilder("mdat").Bytes(payload).Build()});
 }
 
 // One 'moof' + 'mdat' with a single 'trun' of per-sample durations and sizes (flags 0x301) and a
