@@ -20,17 +20,27 @@ namespace {
 constexpr int32_t kOpens = 0, kNoMovie = -1;  // codes besides CISOException's
 
 std::vector<uint8_t> Mdat() { return BoxBuilder("mdat").Zeros(16).Build(); }
+BoxBuilder Mvhd() { return BoxBuilder("mvhd").Full(0, 0).U32(0).U32(0).U32(1000).U32(0).Zeros(80); }
+
+// A one-sample track with `stsc` entries (first chunk, samples per chunk).
+BoxBuilder SmallTrak(uint32_t id, const std::vector<std::pair<uint32_t, uint32_t>>& stsc = {{1, 1}}) {
+    Mp4TestMovie m;
+    m.sizes = {4};
+    m.trackId = id;
+    m.stsc = StscBox(stsc);
+    return m.Trak(0);
+}
 
 // A movie header, track 1 and then `extra` inside the 'moov'.
 std::vector<uint8_t> MoovWith(std::initializer_list<std::vector<uint8_t>> extra, bool header = true, bool track = true) {
     BoxBuilder moov("moov");
     if (header) moov.Child(Mvhd());
-    if (track) moov.Child(Trak(1, TableLayout{{4}, {{1, 1024}}, {{1, 1}}, {}}, {0}));
+    if (track) moov.Child(SmallTrak(1));
     for (const auto& child : extra) moov.Bytes(child);
     return moov.Build();
 }
 std::vector<uint8_t> Movie(std::initializer_list<std::vector<uint8_t>> extra = {}) { return Concat({MoovWith(extra), Mdat()}); }
-std::vector<uint8_t> WithTrak(const TableLayout& layout) { return Concat({MoovWith({Trak(1, layout, {0}).Build()}, true, false), Mdat()}); }
+std::vector<uint8_t> WithTrak(const BoxBuilder& trak) { return Concat({MoovWith({trak.Build()}, true, false), Mdat()}); }
 std::vector<uint8_t> Cut(std::vector<uint8_t> bytes, size_t n) { return bytes.resize(bytes.size() - n), bytes; }
 
 // The code ISOMovie::Build raises for `bytes`; kOpens or kNoMovie when it raises none.
@@ -45,17 +55,16 @@ int32_t BuildCode(const std::vector<uint8_t>& bytes) {
 }
 
 TEST(BoxHeader, OpenResultTracksAndCodes) {
-    TableLayout stscZero{{4}, {{1, 1024}}, {{0, 1}}, {}}, stscUnordered{{4}, {{1, 1024}}, {{1, 1}, {3, 1}, {2, 1}}, {}}, big;
+    Mp4TestMovie big;
     big.sizes.assign(20000, 3);
-    big.stts = {{20000, 1024}};
-    big.stsc = {{1, 20000}};
+    big.chunks = {{1, 20000}};
     BoxBuilder stszTrak("trak");
-    stszTrak.Child(Tkhd(1)).Child(BoxBuilder("mdia").Child(BoxBuilder("minf").Child(
+    stszTrak.Child(BoxBuilder("tkhd").Full(0, 7).U32(0).U32(0).U32(1).Zeros(68)).Child(BoxBuilder("mdia").Child(BoxBuilder("minf").Child(
         BoxBuilder("stbl").Child(BoxBuilder("stsz").Full(0, 0).U32(0).U32(0x40000000).U32(5)))));
     BoxBuilder trunTraf("traf");
     trunTraf.Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(1)).Child(BoxBuilder("trun").Full(0, 0x301).U32(1000000).U32(0).U32(1).U32(1));
     const std::vector<uint8_t> large = BoxBuilder("free").Large64().Zeros(4).Build();
-    const std::vector<uint8_t> trak2 = Trak(2, TableLayout{{4}, {{1, 1024}}, {{1, 1}}, {}}, {0}).Build();
+    const std::vector<uint8_t> trak2 = SmallTrak(2).Build();
     using CE = CISOException;
     struct Row {
         const char* name;
@@ -73,7 +82,7 @@ TEST(BoxHeader, OpenResultTracksAndCodes) {
         {"ChildOverrunsParent", Concat({Movie({BoxBuilder("zzzz").SizeOverride(64).Zeros(8).Build()}), Mdat(), Mdat()}),
          CE::kChildrenMismatch, 0},
         {"ChildrenUnderrunParent", Movie({std::vector<uint8_t>(4, 0)}), CE::kChildrenMismatch, 0},
-        {"NoFurtherChildInsideTrack", BoxBuilder("moov").Child(Mvhd()).Child(BoxBuilder("trak").Child(Tkhd(1)).Zeros(4)).Build(),
+        {"NoFurtherChildInsideTrack", BoxBuilder("moov").Child(Mvhd()).Child(BoxBuilder("trak").Child(BoxBuilder("tkhd").Full(0, 7).U32(0).U32(0).U32(1).Zeros(68)).Zeros(4)).Build(),
          CE::kNoFurtherChild, 0},
         {"TrailingBytesOfMovieAtEndOfDataKept", MoovWith({std::vector<uint8_t>(4, 0)}), kOpens, 1},
         {"MovieWithoutHeader", Concat({MoovWith({}, false), Mdat()}), CE::kMissingChild, 0},
@@ -88,11 +97,11 @@ TEST(BoxHeader, OpenResultTracksAndCodes) {
         {"TopLevelUdtaAndUuidKeptRaw", Concat({BoxBuilder("udta").Str("not parsed").Build(), BoxBuilder("uuid").Zeros(16).Build(),
                                                BoxBuilder("wide").Build(), MoovWith({})}), kOpens, 1},
         {"TrackWithoutHeader", Concat({MoovWith({BoxBuilder("trak").Build()}, true, false), Mdat()}), CE::kMissingChild, 0},
-        {"StscFirstChunkZero", WithTrak(stscZero), CE::kBadTable, 0},
-        {"StscOutOfOrder", WithTrak(stscUnordered), CE::kBadTable, 0},
+        {"StscFirstChunkZero", WithTrak(SmallTrak(1, {{0, 1}})), CE::kBadTable, 0},
+        {"StscOutOfOrder", WithTrak(SmallTrak(1, {{1, 1}, {3, 1}, {2, 1}})), CE::kBadTable, 0},
         {"StszCountBeyondBox", Concat({MoovWith({stszTrak.Build()}, true, false), Mdat()}), CE::kBadTable, 0},
         {"TrunCountOverrunsBox", Concat({MoovWith({}), BoxBuilder("moof").Child(trunTraf).Build(), Mdat()}), CE::kBadTable, 0},
-        {"MovieLargerThanReadBuffer", Concat({MoovWith({Trak(1, big, {0}).Build(), trak2}, true, false), Mdat()}), kOpens, 2},
+        {"MovieLargerThanReadBuffer", Concat({MoovWith({big.Trak(0).Build(), trak2}, true, false), Mdat()}), kOpens, 2},
     };
     for (const Row& c : rows) {
         SCOPED_TRACE(c.name);

@@ -136,7 +136,7 @@ TEST(XheFixtures, CountsAndDurations) {
 
 TEST(OpenMovie, Codes) {
     const std::string dir = testfiles::ScratchDir();
-    const std::vector<uint8_t> movie = Concat({BoxBuilder("moov").Child(Mvhd()).Build(), BoxBuilder("mdat").Build()});
+    const std::vector<uint8_t> movie = Mp4TestMovie().Build();
     for (const std::string sub : {"", "/http:", "/https:"}) {
         ASSERT_TRUE(sub.empty() || mkdir((dir + sub).c_str(), 0700) == 0);
         ASSERT_TRUE(testfiles::WriteAll(dir + sub + "/good.mp4", movie));

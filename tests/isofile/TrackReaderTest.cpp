@@ -12,6 +12,10 @@ using namespace isotest;
 
 namespace {
 
+BoxBuilder Mvex(uint32_t duration, uint32_t size, uint32_t flags) {
+    return BoxBuilder("mvex").Child(BoxBuilder("trex").Full(0, 0).U32(1).U32(1).U32(duration).U32(size).U32(flags));
+}
+
 struct Reader {
     MovieGuard movie;
     ISOTrackHandle* track = nullptr;
@@ -32,10 +36,15 @@ struct Reader {
 
 // 10 table samples in chunks of 4, 3 and 3 (stts with an empty run), then two fragments of 5.
 TEST(TrackReader, TablesThenFragmentsRepositionAndCapacity) {
-    TableLayout layout{{11, 12, 13, 14, 15, 16, 17, 18, 19, 20}, {{3, 1000}, {0, 7}, {7, 1024}}, {{1, 4}, {2, 3}}, {{2, 5}, {8, 9}}};
-    const std::vector<uint8_t> bytes = Concat({MakeTableMovie(layout, {BoxBuilder("mvex").Child(Trex(kTrackId, 0, 0, 0))}),
-                                               MakeFragment(1, 10, {30, 31, 32, 33, 34}, 2048), MakeFragment(2, 15, {40, 41, 42, 43, 44}, 512)});
-    std::vector<uint32_t> sizes = layout.sizes, durations = {1000, 1000, 1000, 1024, 1024, 1024, 1024, 1024, 1024, 1024};
+    Mp4TestMovie table;
+    table.sizes = {11, 12, 13, 14, 15, 16, 17, 18, 19, 20};
+    table.chunks = {{1, 4}, {2, 3}};
+    table.stts = SttsBox({3, 1000, 0, 7, 7, 1024});
+    table.ctts = TableBox("ctts", {2, 5, 8, 9}, 2);
+    table.extraMoovChildren = {Mvex(0, 0, 0)};
+    const std::vector<uint8_t> bytes = Concat({table.Build(), FragmentBoxes(1, 1, 10, {30, 31, 32, 33, 34}, 2048),
+                                               FragmentBoxes(1, 2, 15, {40, 41, 42, 43, 44}, 512)});
+    std::vector<uint32_t> sizes = table.sizes, durations = {1000, 1000, 1000, 1024, 1024, 1024, 1024, 1024, 1024, 1024};
     for (uint32_t s : {30, 31, 32, 33, 34, 40, 41, 42, 43, 44}) sizes.push_back(s);
     durations.insert(durations.end(), 5, 2048);
     durations.insert(durations.end(), 5, 512);
@@ -46,15 +55,15 @@ TEST(TrackReader, TablesThenFragmentsRepositionAndCapacity) {
     for (uint32_t k = 0; k < 20; ++k) {
         ASSERT_EQ(r.Read(0), kIsoOk) << k;
         EXPECT_EQ(r.sample.record->duration, durations[k]) << k;
-        EXPECT_EQ(r.Bytes(), SampleBytes(k, sizes[k])) << k;
+        EXPECT_EQ(r.Bytes(), Mp4TestSampleBytes(k, sizes[k])) << k;
     }
     EXPECT_EQ(r.Read(0), kIsoEndOfTrack);
     EXPECT_EQ(r.Read(0), kIsoEndOfTrack);
     // Sample number n repositions; number 0 then gives n + 1.
     ASSERT_EQ(r.Read(13), kIsoOk);
-    EXPECT_EQ(r.Bytes(), SampleBytes(12, 32));
+    EXPECT_EQ(r.Bytes(), Mp4TestSampleBytes(12, 32));
     ASSERT_EQ(r.Read(0), kIsoOk);
-    EXPECT_EQ(r.Bytes(), SampleBytes(13, 33));
+    EXPECT_EQ(r.Bytes(), Mp4TestSampleBytes(13, 33));
     EXPECT_EQ(r.Read(21), kIsoEndOfTrack);
     EXPECT_EQ(r.Read(0xFFFFFFFFu), kIsoEndOfTrack);
     // A sample larger than the buffer is refused untouched, its size reported, and stays next.
@@ -66,13 +75,15 @@ TEST(TrackReader, TablesThenFragmentsRepositionAndCapacity) {
     r.buffer.assign(64, 0);
     ISO_SetSampleBuffer(r.sample.record, r.buffer.data());
     ASSERT_EQ(r.Read(0), kIsoOk);
-    EXPECT_EQ(r.Bytes(), SampleBytes(3, 14));
+    EXPECT_EQ(r.Bytes(), Mp4TestSampleBytes(3, 14));
 
-    TableLayout gaps{{5, 6, 7, 8, 9, 10}, {{6, 1}}, {{1, 2}, {2, 0}, {4, 1}}, {}};  // chunks 2 and 3 hold nothing
-    Reader skipping(MakeTableMovie(gaps));
+    Mp4TestMovie gaps;
+    gaps.sizes = {5, 6, 7, 8, 9, 10};
+    gaps.chunks = {{1, 2}, {2, 0}, {4, 1}};  // chunks 2 and 3 hold nothing
+    Reader skipping(gaps.Build());
     for (uint32_t k = 0; k < 6; ++k) {
         ASSERT_EQ(skipping.Read(0), kIsoOk) << k;
-        EXPECT_EQ(skipping.Bytes(), SampleBytes(k, gaps.sizes[k])) << k;
+        EXPECT_EQ(skipping.Bytes(), Mp4TestSampleBytes(k, gaps.sizes[k])) << k;
     }
 }
 
@@ -102,7 +113,7 @@ TEST(TrackReader, FragmentFieldPrecedence) {
     for (const Row& c : rows) {
         SCOPED_TRACE(c.name);
         BoxBuilder tfhd("tfhd"), trun("trun");
-        tfhd.Full(0, c.tfhdFlags | 0x20000).U32(kTrackId);
+        tfhd.Full(0, c.tfhdFlags | 0x20000).U32(1);
         if (c.tfhdFlags & 0x01) tfhd.U64(kExplicitBase);
         if (c.tfhdFlags & 0x08) tfhd.U32(kTfhdDuration);
         if (c.tfhdFlags & 0x10) tfhd.U32(kTfhdSize);
@@ -115,12 +126,11 @@ TEST(TrackReader, FragmentFieldPrecedence) {
             if (c.runFlags & 0x400) trun.U32(0x10000);  // a non-sync sample
             if (c.runFlags & 0x800) trun.U32(kRunCto);
         }
-        BoxBuilder moov("moov");
-        moov.Child(Mvhd()).Child(Trak(kTrackId, TableLayout{}, {}));
-        if (c.trex) moov.Child(BoxBuilder("mvex").Child(Trex(kTrackId, kTrexDuration, kTrexSize, 0x10000)));
-        const std::vector<uint8_t> moovBytes = moov.Build();
-        Reader r(Concat({moovBytes, BoxBuilder("moof").Child(BoxBuilder("traf").Child(tfhd).Child(trun)).Build(),
-                         BoxBuilder("mdat").Zeros(200).Build()}));
+        Mp4TestMovie empty;  // a track whose samples all lie in the fragment
+        empty.sizes = {};
+        if (c.trex) empty.extraMoovChildren = {Mvex(kTrexDuration, kTrexSize, 0x10000)};
+        const std::vector<uint8_t> head = empty.Build();
+        Reader r(Concat({head, BoxBuilder("moof").Child(BoxBuilder("traf").Child(tfhd).Child(trun)).Build(), BoxBuilder("mdat").Zeros(200).Build()}));
         uint32_t count = 0;
         EXPECT_EQ(ISO_GetSampleCount(r.track, &count), kIsoOk);
         EXPECT_EQ(count, 2u);
@@ -130,16 +140,17 @@ TEST(TrackReader, FragmentFieldPrecedence) {
         EXPECT_EQ(r.sample.record->duration, c.duration);
         EXPECT_EQ(r.sample.record->sync, c.sync);
         EXPECT_EQ(r.sample.record->compositionOffset, c.compositionOffset);
-        EXPECT_EQ(static_cast<int64_t>(r.sample.record->fileOffset - ((c.tfhdFlags & 0x01) ? kExplicitBase : moovBytes.size())),
+        EXPECT_EQ(static_cast<int64_t>(r.sample.record->fileOffset - ((c.tfhdFlags & 0x01) ? kExplicitBase : head.size())),
                   c.offsetFromBase);
     }
     // A data offset that points before the file or past its end fails the read.
     for (const int32_t dataOffset : {-100000, 1 << 30}) {
         BoxBuilder traf("traf");
-        traf.Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(kTrackId))
+        traf.Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(1))
             .Child(BoxBuilder("trun").Full(0, 0x301).U32(1).U32(static_cast<uint32_t>(dataOffset)).U32(10).U32(4));
-        Reader r(Concat({BoxBuilder("moov").Child(Mvhd()).Child(Trak(kTrackId, TableLayout{}, {})).Build(),
-                         BoxBuilder("moof").Child(traf).Build(), BoxBuilder("mdat").Zeros(8).Build()}));
+        Mp4TestMovie empty;
+        empty.sizes = {};
+        Reader r(Concat({empty.Build(), BoxBuilder("moof").Child(traf).Build(), BoxBuilder("mdat").Zeros(8).Build()}));
         EXPECT_EQ(r.Read(1), kIsoFailed) << dataOffset;
     }
 }

@@ -1,4 +1,5 @@
-// A minimal valid one-track MP4 file for reader tests, with every piece overridable.
+// A minimal valid one-track MP4 file for the MP4 and ISO reader tests, with every piece
+// overridable, and movie fragments to append to it.
 //
 //   Mp4TestMovie movie;            // 10 samples, sizes 100..109, 2 per chunk, delta 1024
 //   movie.stss = StssBox({1, 5});  // replace or add a box
@@ -25,6 +26,11 @@
 
 inline uint8_t Mp4TestSampleByte(size_t sampleIndex, size_t byteIndex) {
     return static_cast<uint8_t>(sampleIndex * 7 + byteIndex);
+}
+inline std::vector<uint8_t> Mp4TestSampleBytes(size_t sampleIndex, size_t size) {
+    std::vector<uint8_t> bytes(size);
+    for (size_t j = 0; j < size; ++j) bytes[j] = Mp4TestSampleByte(sampleIndex, j);
+    return bytes;
 }
 
 // A full box of `type` holding a count and then `values`, each written as `fields` u32s.
@@ -84,7 +90,7 @@ inline BoxBuilder AlacCookieBox() {
 
 struct Mp4TestMovie {
     std::vector<uint32_t> sizes = {100, 101, 102, 103, 104, 105, 106, 107, 108, 109};
-    uint32_t samplesPerChunk = 2;
+    std::vector<std::pair<uint32_t, uint32_t>> chunks = {{1, 2}};  // stsc entries: first chunk, samples per chunk
     uint32_t trackId = 1;
     std::string handler = "soun";
     bool co64 = false;
@@ -109,15 +115,21 @@ struct Mp4TestMovie {
         defaultStsz.Full(0, 0).U32(0).U32(static_cast<uint32_t>(sizes.size()));
         for (uint32_t s : sizes) defaultStsz.U32(s);
         Add(stbl, "stsz", stsz, defaultStsz);
-        Add(stbl, "stsc", stsc, StscBox({{1, samplesPerChunk}}));
+        Add(stbl, "stsc", stsc, StscBox(chunks));
+        // Chunks as the stsc entries lay them out, back to back from mediaStart.
         BoxBuilder offsets(co64 ? "co64" : "stco");
-        const size_t chunks = (sizes.size() + samplesPerChunk - 1) / samplesPerChunk;
-        offsets.Full(0, 0).U32(static_cast<uint32_t>(chunks));
+        std::vector<uint64_t> starts;
         uint64_t at = mediaStart;
-        for (size_t c = 0; c < chunks; ++c) {
-            co64 ? offsets.U64(at) : offsets.U32(static_cast<uint32_t>(at));
-            for (size_t i = c * samplesPerChunk; i < sizes.size() && i < (c + 1) * samplesPerChunk; ++i) at += sizes[i];
+        size_t k = 0;
+        for (size_t e = 0; e < chunks.size() && k < sizes.size(); ++e) {
+            const uint32_t last = e + 1 < chunks.size() ? chunks[e + 1].first - 1 : (chunks[e].second ? UINT32_MAX : 0);
+            for (uint32_t c = chunks[e].first; c <= last && k < sizes.size(); ++c) {
+                starts.push_back(at);
+                for (uint32_t n = 0; n < chunks[e].second && k < sizes.size(); ++n) at += sizes[k++];
+            }
         }
+        offsets.Full(0, 0).U32(static_cast<uint32_t>(starts.size()));
+        for (uint64_t start : starts) co64 ? offsets.U64(start) : offsets.U32(static_cast<uint32_t>(start));
         Add(stbl, co64 ? "co64" : "stco", stco, offsets);
 
         BoxBuilder minf("minf");
@@ -167,6 +179,23 @@ private:
         parent.Child(replacement ? *replacement : generated);
     }
 };
+
+// One 'moof' + 'mdat' for `trackId`: a 'tfhd' with default-base-is-moof and a 'trun' of per-sample
+// durations and sizes; sample i holds the bytes of track sample `firstSample` + i.
+inline std::vector<uint8_t> FragmentBoxes(uint32_t trackId, uint32_t sequence, uint32_t firstSample,
+                                          const std::vector<uint32_t>& sizes, uint32_t duration) {
+    auto moof = [&](uint32_t dataOffset) {
+        BoxBuilder trun("trun");
+        trun.Full(0, 0x301).U32(static_cast<uint32_t>(sizes.size())).U32(dataOffset);
+        for (uint32_t s : sizes) trun.U32(duration).U32(s);
+        return BoxBuilder("moof").Child(BoxBuilder("mfhd").Full(0, 0).U32(sequence))
+            .Child(BoxBuilder("traf").Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(trackId)).Child(BoxBuilder("tfdt").Full(1, 0).U64(0)).Child(trun))
+            .Build();
+    };
+    BoxBuilder mdat("mdat");
+    for (size_t i = 0; i < sizes.size(); ++i) mdat.Bytes(Mp4TestSampleBytes(firstSample + i, sizes[i]));
+    return Concat({moof(static_cast<uint32_t>(moof(0).size() + 8)), mdat.Build()});
+}
 
 struct Mp4Closer {
     void operator()(void* h) const { MP4Close(h, 0); }
