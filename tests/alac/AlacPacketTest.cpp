@@ -98,15 +98,7 @@ Bytes Le(std::initializer_list<int64_t> samples, int bytes, size_t untouched = 0
     return out;
 }
 
-CookieFields Cookie(uint32_t frameLength, uint8_t bitDepth, uint8_t channels) {
-    CookieFields f;
-    f.frameLength = frameLength;
-    f.bitDepth = bitDepth;
-    f.channels = channels;
-    f.pb = 0;
-    f.mb = 200;
-    return f;
-}
+CookieFields Cookie(uint32_t frameLength, uint8_t bitDepth, uint8_t channels) { return {frameLength, 0, bitDepth, 0, 200, 14, channels}; }
 
 // A decoder set up from a cookie with `fields`; `init` is what the set-up returned.
 struct Decoder {
@@ -208,9 +200,7 @@ TEST(AlacPacket, FrameLengthAboveTheCookieAndRefusedCookie) {
     EXPECT_EQ(frames, 0u);
     EXPECT_EQ(output, Bytes(64, kUntouched));
     // The job ignores a refused cookie: its packets then come out as silence.
-    CookieFields f = Cookie(4, 16, 2);
-    f.version = 1;
-    Decoder refused(f);
+    Decoder refused({4, 1, 16, 0, 200, 14, 2});
     ASSERT_EQ(refused.init, kAlacParamError);
     EXPECT_EQ(refused.Decode(Verbatim(kPair, {1, 2, 3, 4, 5, 6, 7, 8}, 16), output.data(), 4, 2, &frames), kAlacParamError);
     EXPECT_EQ(frames, 4u);
@@ -242,11 +232,6 @@ TEST(AlacBitReader, EdgesAndPastTheEnd) {
 }
 
 TEST(AlacCookie, ParsesOrRejects) {
-    auto with = [](void (*change)(CookieFields&)) {
-        CookieFields f;
-        change(f);
-        return MakeCookie(f);
-    };
     auto cut = [](Bytes b, size_t size) { return b.resize(size), b; };
     Bytes trailer = MakeCookie({}, true);
     trailer.insert(trailer.end(), {0, 0, 0, 24, 'c', 'h', 'a', 'n', 1, 2, 3, 4});
@@ -263,16 +248,16 @@ TEST(AlacCookie, ParsesOrRejects) {
         {"Size11", cut(MakeCookie({}), 11), kAlacParamError, false},
         {"Bare23", cut(MakeCookie({}), 23), kAlacParamError, false},
         {"FrmaWith14Bytes", cut(MakeCookie({}, true, true), 14), kAlacParamError, false},
-        {"FrameLength0", with([](CookieFields& f) { f.frameLength = 0; }), kAlacParamError, false},
-        {"FrameLength1048577", with([](CookieFields& f) { f.frameLength = 1048577; }), kAlacParamError, false},
-        {"FrameLength1048576", with([](CookieFields& f) { f.frameLength = 1048576; }), 0, true},
-        {"BitDepth15", with([](CookieFields& f) { f.bitDepth = 15; }), kAlacParamError, false},
-        {"BitDepth33", with([](CookieFields& f) { f.bitDepth = 33; }), kAlacParamError, false},
-        {"BitDepth17", with([](CookieFields& f) { f.bitDepth = 17; }), 0, true},
-        {"Version1", with([](CookieFields& f) { f.version = 1; }), kAlacParamError, false},
-        {"Channels0", with([](CookieFields& f) { f.channels = 0; }), kAlacMemoryError, true},
-        {"Channels9", with([](CookieFields& f) { f.channels = 9; }), kAlacMemoryError, true},
-        {"Channels8", with([](CookieFields& f) { f.channels = 8; }), 0, true},
+        {"FrameLength0", MakeCookie({0}), kAlacParamError, false},
+        {"FrameLength1048577", MakeCookie({1048577}), kAlacParamError, false},
+        {"FrameLength1048576", MakeCookie({1048576}), 0, true},
+        {"BitDepth15", MakeCookie({4096, 0, 15}), kAlacParamError, false},
+        {"BitDepth33", MakeCookie({4096, 0, 33}), kAlacParamError, false},
+        {"BitDepth17", MakeCookie({4096, 0, 17}), 0, true},
+        {"Version1", MakeCookie({4096, 1}), kAlacParamError, false},
+        {"Channels0", MakeCookie({4096, 0, 16, 40, 10, 14, 0}), kAlacMemoryError, true},
+        {"Channels9", MakeCookie({4096, 0, 16, 40, 10, 14, 9}), kAlacMemoryError, true},
+        {"Channels8", MakeCookie({4096, 0, 16, 40, 10, 14, 8}), 0, true},
     };
     for (const auto& c : rows) {
         AlacDecoder decoder{};
