@@ -16,12 +16,14 @@ BoxBuilder Mvex(uint32_t duration, uint32_t size, uint32_t flags) {
     return BoxBuilder("mvex").Child(BoxBuilder("trex").Full(0, 0).U32(1).U32(1).U32(duration).U32(size).U32(flags));
 }
 
+// A movie held in memory (the reader keeps pointing into it), opened at track 0.
 struct Reader {
+    const std::vector<uint8_t> bytes;
     MovieGuard movie;
     ISOTrackHandle* track = nullptr;
     SampleGuard sample;
     std::vector<uint8_t> buffer = std::vector<uint8_t>(256);
-    explicit Reader(const std::vector<uint8_t>& bytes) {
+    explicit Reader(std::vector<uint8_t> file) : bytes(std::move(file)) {
         EXPECT_EQ(OpenInMemory(bytes, movie), kIsoOk);
         EXPECT_EQ(ISO_OpenTrack(movie.handle, &track, 0), kIsoOk);
         ISO_SetSampleBuffer(sample.record, buffer.data());
