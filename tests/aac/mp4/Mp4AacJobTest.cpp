@@ -13,7 +13,6 @@
 
 namespace {
 
-using mp4material::Decoded;
 using mp4material::SmpbText;
 
 uint64_t Frames(const testhost::JobRecord& r) { return r.format.channels ? r.pcm.size() / (4u * r.format.channels) : 0; }
@@ -42,10 +41,10 @@ TEST(Mp4AacGapless, LengthAndAlignmentAgainstABareDecode) {
     const std::string lowExact = mp4material::LcMp4("job_lc_22k_rate", mp4material::Signal(22050, 2, kN / 2), "-movie_timescale 22050");
     const std::string level2c = mp4material::LcMp4("job_lc_rate_2c", stereo, rate + " -skip_iods 0 -iods_audio_profile 44");
     ASSERT_FALSE(plain.empty() || exact.empty() || monoExact.empty() || lowExact.empty() || level2c.empty());
-    const Decoded plainDecode = mp4material::DecodeTrack(plain);
-    ASSERT_TRUE(plainDecode.ok);
+    const std::vector<float> plainDecode = mp4material::DecodeTrack(plain);
+    ASSERT_FALSE(plainDecode.empty());
     // FAAD2 withholds the first access unit, so the untrimmed decode holds units - 1 of them.
-    const int64_t plainFrames = static_cast<int64_t>(plainDecode.pcm.size() / 2), n = static_cast<int64_t>(kN);
+    const int64_t plainFrames = static_cast<int64_t>(plainDecode.size() / 2), n = static_cast<int64_t>(kN);
     const auto padding = [&](const mp4material::Encoded& e) { return static_cast<uint32_t>(e.units * e.frameLength - e.delay - kN); };
     const mp4material::Encoded he = mp4material::HeMp4("job_he", stereo, 5, 64000, "");
     const mp4material::Encoded ps = mp4material::HeMp4("job_hev2", stereo, 29, 32000, "");
@@ -92,12 +91,12 @@ TEST(Mp4AacGapless, LengthAndAlignmentAgainstABareDecode) {
         ExpectCleanRun(r);
         EXPECT_EQ(r.format.sampleRate, row.rate);
         EXPECT_EQ(r.format.channels, 2u);
-        const Decoded direct = mp4material::DecodeTrack(row.path);
-        ASSERT_TRUE(direct.ok);
+        const std::vector<float> direct = mp4material::DecodeTrack(row.path);
+        ASSERT_FALSE(direct.empty());
         // Frames [skip, skip + frames) of the untrimmed decode, bit for bit.
         ASSERT_EQ(Frames(r), static_cast<uint64_t>(row.frames));
-        ASSERT_LE((row.skip + row.frames) * 2, static_cast<int64_t>(direct.pcm.size()));
-        EXPECT_TRUE(r.pcm.empty() || std::memcmp(r.pcm.data(), direct.pcm.data() + row.skip * 2, r.pcm.size()) == 0);
+        ASSERT_LE((row.skip + row.frames) * 2, static_cast<int64_t>(direct.size()));
+        EXPECT_TRUE(r.pcm.empty() || std::memcmp(r.pcm.data(), direct.data() + row.skip * 2, r.pcm.size()) == 0);
     }
 }
 

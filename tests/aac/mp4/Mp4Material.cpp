@@ -1,14 +1,10 @@
 #include "Mp4Material.h"
 
-#include <neaacdec.h>
-
 #include <cstdio>
-#include <memory>
+#include <cstring>
 #include <sstream>
 
 #include "TestFiles.h"
-#include "AacJobs.h"
-#include "mp4v2/mp4v2.h"
 
 namespace mp4material {
 namespace {
@@ -95,44 +91,13 @@ std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length) {
     return text;
 }
 
-Decoded DecodeTrack(const std::string& path) {
-    Decoded d;
-    MP4FileHandle file = MP4Read(path.c_str());
-    if (file == MP4_INVALID_FILE_HANDLE) return d;
-    std::unique_ptr<void, void (*)(void*)> closeFile(file, [](void* f) { MP4Close(f, 0); });
-    MP4TrackId track = MP4FindTrackId(file, 0, MP4_AUDIO_TRACK_TYPE, 0);
-    uint8_t* config = nullptr;
-    uint32_t configSize = 0;
-    if (!MP4GetTrackESConfiguration(file, track, &config, &configSize) || config == nullptr) return d;
-    std::vector<uint8_t> asc(config, config + configSize);
-    MP4Free(config);
-
-    for (bool dontUpSample : {false, true}) {
-        NeAACDecHandle h = OpenFloatDecoder(dontUpSample);
-        std::unique_ptr<void, void (*)(void*)> closeDecoder(h, [](void* p) { NeAACDecClose(p); });
-        unsigned long rate = 0;
-        unsigned char channels = 0;
-        if (NeAACDecInit2(h, asc.data(), configSize, &rate, &channels) < 0) return d;
-        d.pcm.clear();
-        bool upsampledWithoutSbr = false;
-        MP4SampleId count = MP4GetTrackNumberOfSamples(file, track);
-        for (MP4SampleId id = 1; id <= count; ++id) {
-            uint8_t* bytes = nullptr;
-            uint32_t size = 0;
-            if (!MP4ReadSample(file, track, id, &bytes, &size)) break;
-            NeAACDecFrameInfo info{};
-            auto* out = static_cast<float*>(NeAACDecDecode(h, &info, bytes, size));
-            MP4Free(bytes);
-            if (id == 1 && info.sbr == NO_SBR_UPSAMPLED) upsampledWithoutSbr = true;
-            if (info.error || info.samples == 0 || out == nullptr) continue;
-            d.rate = static_cast<uint32_t>(info.samplerate);
-            d.channels = info.channels;
-            d.pcm.insert(d.pcm.end(), out, out + info.samples);
-        }
-        if (!upsampledWithoutSbr) break;  // otherwise decode again at the core rate, as the job does
-    }
-    d.ok = d.channels > 0;
-    return d;
+std::vector<float> DecodeTrack(const std::string& path) {
+    const std::string out = testfiles::ScratchDir() + "/faad.f32";
+    if (!testfiles::Run(testfiles::BinDir() + "/zorv_test_faad_mp4 '" + path + "' " + out)) return {};
+    const std::vector<uint8_t> bytes = testfiles::ReadAll(out);
+    std::vector<float> pcm(bytes.size() / 4);
+    if (!pcm.empty()) std::memcpy(pcm.data(), bytes.data(), pcm.size() * 4);
+    return pcm;
 }
 
 }  // namespace mp4material

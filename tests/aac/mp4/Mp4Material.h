@@ -37,13 +37,8 @@ std::string Patched(const std::string& name, const std::string& from, const std:
 
 std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length);
 
-// The whole track decoded by FAAD2 as the job configures it, before any trimming.
-struct Decoded {
-    bool ok = false;
-    uint32_t rate = 0;
-    uint32_t channels = 0;
-    std::vector<float> pcm;
-};
-Decoded DecodeTrack(const std::string& path);
+// The whole track decoded by the bare FAAD2 loop of the speed comparison (bench/aac), which
+// configures the decoder as the job does, before any trimming; empty on failure.
+std::vector<float> DecodeTrack(const std::string& path);
 
 }  // namespace mp4material
