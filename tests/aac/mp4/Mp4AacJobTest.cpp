@@ -61,7 +61,7 @@ TEST(Mp4AacGapless, LengthAndAlignmentAgainstABareDecode) {
         // Edit list usable (movie ticks are sample frames): delay 1024 and the padding it implies.
         {"lc_edit_list", exact, 0, n, 44100},
         {"lc_mono_decoded_as_two_channels", monoExact, 0, n, 44100},
-        // 22.05 kHz makes FAAD2 up-sample without SBR: the job decodes at the core rate instead.
+        // 22.05 kHz: ffmpeg signals the absence of SBR, so FAAD2 stays at the core rate.
         {"lc_22k_stays_at_core_rate", lowExact, 0, n / 2, 22050},
         // Only the media start is usable: delay 1024 and no padding.
         {"lc_media_start_only", plain, 0, plainFrames, 44100},
