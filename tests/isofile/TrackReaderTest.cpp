@@ -36,13 +36,15 @@ struct Reader {
     std::vector<uint8_t> Bytes() const { return std::vector<uint8_t>(buffer.begin(), buffer.begin() + sample.record->size); }
 };
 
-// 10 table samples in chunks of 4, 3 and 3 (stts with an empty run), then two fragments of 5.
+// 10 table samples in chunks of 4, 3 and 3 (stts with an empty run, sync samples 1 and 10), then
+// two fragments of 5.
 TEST(TrackReader, TablesThenFragmentsRepositionAndCapacity) {
     Mp4TestMovie table;
     table.sizes = {11, 12, 13, 14, 15, 16, 17, 18, 19, 20};
     table.chunks = {{1, 4}, {2, 3}};
     table.stts = SttsBox({3, 1000, 0, 7, 7, 1024});
     table.ctts = TableBox("ctts", {2, 5, 8, 9}, 2);
+    table.stss = StssBox({1, 10});
     table.extraMoovChildren = {Mvex(0, 0, 0)};
     const std::vector<uint8_t> bytes = Concat({table.Build(), FragmentBoxes(1, 1, 10, {30, 31, 32, 33, 34}, 2048),
                                                FragmentBoxes(1, 2, 15, {40, 41, 42, 43, 44}, 512)});
@@ -57,6 +59,7 @@ TEST(TrackReader, TablesThenFragmentsRepositionAndCapacity) {
     for (uint32_t k = 0; k < 20; ++k) {
         ASSERT_EQ(r.Read(0), kIsoOk) << k;
         EXPECT_EQ(r.sample.record->duration, durations[k]) << k;
+        EXPECT_TRUE(k >= 10 || r.sample.record->sync == (k == 0 || k == 9 ? 1u : 0u)) << k;
         EXPECT_EQ(r.Bytes(), Mp4TestSampleBytes(k, sizes[k])) << k;
     }
     EXPECT_EQ(r.Read(0), kIsoEndOfTrack);
