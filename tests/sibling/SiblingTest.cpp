@@ -13,14 +13,29 @@ namespace {
 
 using testfiles::Ffmpeg;
 
-// A file of distinct tones per channel (so that any channel mix-up shows), encoded as asked.
-std::string Material(const std::string& name, const std::string& layout, int channels, int rate,
-                     const std::string& encode) {
-    return testfiles::Generated(name, [&](const std::string& out) {
+struct Source {
+    const char* file;
+    const char* layout;
+    int channels;
+    int rate;
+    const char* encode;
+};
+const Source kMp3{"sib-mp3.m4a", "stereo", 2, 44100, "-c:a libmp3lame"};
+const Source kOpus{"sib-opus.mp4", "stereo", 2, 48000, "-c:a libopus"};
+const Source kAc3{"sib-ac3-51.mp4", "5.1", 6, 48000, "-c:a ac3"};
+const Source kFlac51{"sib-flac-51.mp4", "5.1", 6, 44100, "-c:a flac"};  // frames of 110 KB: several blocks
+const Source kFlac30{"sib-flac-30.mp4", "3.0", 3, 48000, "-c:a flac"};
+const Source kFragmentedAac{"sib-frag-aac.mp4", "stereo", 2, 44100, "-c:a aac -movflags frag_keyframe+empty_moov"};
+
+// 1.5 s of a distinct tone per channel (so that any channel mix-up shows), encoded as asked.
+std::string Make(const Source& source) {
+    return testfiles::Generated(source.file, [&](const std::string& out) {
         std::string tones;
-        for (int c = 0; c < channels; ++c) tones += (c ? "|" : "") + ("0.4*sin(2*PI*" + std::to_string(300 + 110 * c) + "*t)");
-        return testfiles::Run(Ffmpeg() + " -f lavfi -i \"aevalsrc=" + tones + ":c=" + layout + ":s=" +
-                              std::to_string(rate) + ":d=1.5\" " + encode + " -strict -2 -f mp4 " + out);
+        for (int c = 0; c < source.channels; ++c) {
+            tones += (c ? "|0.4*sin(2*PI*" : "0.4*sin(2*PI*") + std::to_string(300 + 110 * c) + "*t)";
+        }
+        return testfiles::Run(Ffmpeg() + " -f lavfi -i \"aevalsrc=" + tones + ":c=" + source.layout + ":s=" +
+                              std::to_string(source.rate) + ":d=1.5\" " + source.encode + " -strict -2 -f mp4 " + out);
     });
 }
 
@@ -33,28 +48,25 @@ std::vector<float> Floats(const std::string& path) {
 
 TEST(Sibling, DecodesWhatTheModuleHandsOverAsFfmpegDoes) {
     struct Row {
-        const char* file;
-        const char* layout;
-        int channels;
-        int rate;
-        const char* encode;
+        Source source;
         const char* codec;      // in --info's track list
         bool lossless;
         const char* reference;  // ffmpeg's decode of the file, in the host's channel order
     } rows[] = {
-        {"sib-mp3.m4a", "stereo", 2, 44100, "-c:a libmp3lame", "MP3 (MPEG audio layer 3)", false, ""},
-        {"sib-opus.mp4", "stereo", 2, 48000, "-c:a libopus", "Opus (Opus Interactive Audio Codec)", false, ""},
-        {"sib-flac.mp4", "stereo", 2, 44100, "-c:a flac", "FLAC (Free Lossless Audio Codec)", true, ""},
-        {"sib-ac3-51.mp4", "5.1", 6, 48000, "-c:a ac3", "ATSC A/52A (AC-3)", false, ""},
+        {kMp3, "MP3 (MPEG audio layer 3)", false, ""},
+        {kOpus, "Opus (Opus Interactive Audio Codec)", false, ""},
+        {kAc3, "ATSC A/52A (AC-3)", false, ""},
+        {kFlac51, "FLAC (Free Lossless Audio Codec)", true, ""},
         // The module's own jobs deliver 3 channels centre first.
-        {"sib-flac-30.mp4", "3.0", 3, 48000, "-c:a flac", "FLAC (Free Lossless Audio Codec)", true, "-af \"channelmap=map=FC|FL|FR\""},
+        {kFlac30, "FLAC (Free Lossless Audio Codec)", true, "-af \"channelmap=map=FC|FL|FR\""},
     };
     const std::string dir = testfiles::ScratchDir();
     for (const Row& row : rows) {
-        const std::string input = Material(row.file, row.layout, row.channels, row.rate, row.encode);
+        const Source& source = row.source;
+        const std::string input = Make(source);
         const std::string info = testfiles::Capture(testfiles::BinDir() + "/zorv-decode --info " + input);
-        EXPECT_NE(info.find(std::to_string(row.channels) + " channels, " + std::to_string(row.rate) + " Hz, 32-bit float" +
-                            (row.lossless ? ", lossless\n" : "\n")),
+        EXPECT_NE(info.find(std::to_string(source.channels) + " channels, " + std::to_string(source.rate) +
+                            " Hz, 32-bit float" + (row.lossless ? ", lossless\n" : "\n")),
                   std::string::npos) << info;
         EXPECT_NE(info.find("track 1: " + std::string(row.codec)), std::string::npos) << info;
 
@@ -62,12 +74,13 @@ TEST(Sibling, DecodesWhatTheModuleHandsOverAsFfmpegDoes) {
         ASSERT_TRUE(testfiles::Run(Ffmpeg() + " -i " + input + " " + row.reference + " -f f32le " + dir + "/ref.pcm"));
         const std::vector<float> ours = Floats(dir + "/ours.pcm");
         const std::vector<float> reference = Floats(dir + "/ref.pcm");
-        std::printf("%s: %zu frames, ffmpeg %zu\n", row.file, ours.size() / row.channels, reference.size() / row.channels);
-        ASSERT_EQ(ours.size(), reference.size()) << row.file;
-        ASSERT_GT(ours.size(), static_cast<size_t>(row.rate)) << row.file;
+        std::printf("%s: %zu frames, ffmpeg %zu\n", source.file, ours.size() / source.channels,
+                    reference.size() / source.channels);
+        ASSERT_EQ(ours.size(), reference.size()) << source.file;
+        ASSERT_GT(ours.size(), static_cast<size_t>(source.rate * source.channels)) << source.file;
         size_t differing = 0;
         for (size_t i = 0; i < ours.size(); ++i) differing += std::fabs(ours[i] - reference[i]) > 1e-6f;
-        EXPECT_EQ(differing, 0u) << row.file;
+        EXPECT_EQ(differing, 0u) << source.file;
     }
 }
 
@@ -81,16 +94,14 @@ void PlaceSibling(bool present) {
     }
 }
 
-// One track without an AAC configuration (Opus) and one AAC track whose samples all lie in
-// fragments: the AAC job's two hand-over points.
+// FLAC has no AAC configuration, the fragmented AAC track no samples in its table: the AAC
+// job's two hand-over points.
 TEST(Sibling, HandOverFromTheModule) {
-    const std::string opus = Material("sib-opus.mp4", "stereo", 2, 48000, "-c:a libopus");
-    const std::string fragmented =
-        Material("sib-frag-aac.mp4", "stereo", 2, 44100, "-c:a aac -movflags frag_keyframe+empty_moov");
-    const std::string flac = Material("sib-flac.mp4", "stereo", 2, 44100, "-c:a flac");
+    const std::string flac = Make(kFlac51);
+    const std::string fragmented = Make(kFragmentedAac);
 
     PlaceSibling(false);
-    testhost::JobRecord missing = testhost::RunJob(opus);
+    testhost::JobRecord missing = testhost::RunJob(flac);
     ASSERT_EQ(missing.messages.size(), 1u);
     EXPECT_EQ(missing.final, testhost::Final::Failed);
     EXPECT_EQ(missing.messages[0].wParam, 0u);
@@ -98,41 +109,56 @@ TEST(Sibling, HandOverFromTheModule) {
 
     // A failed load is tried again; then 32 jobs at once, over both hand-over points.
     PlaceSibling(true);
-    const testhost::JobRecord whole = testhost::RunJob(flac);
     std::vector<std::string> paths;
-    for (int i = 0; i < 32; ++i) paths.push_back(i % 2 ? opus : fragmented);
+    for (int i = 0; i < 32; ++i) paths.push_back(i % 2 ? flac : fragmented);
     std::vector<testhost::JobRecord> records = testhost::RunJobs(paths);
     for (size_t k = 0; k < records.size(); ++k) {
         const testhost::JobRecord& r = records[k];
         // Only the sibling's job posts after a hand-over, with job k's ids; our thread ends after it.
         ASSERT_TRUE(r.gotFormat) << k;
-        EXPECT_EQ(r.format.sampleRate, k % 2 ? 48000u : 44100u) << k;
-        EXPECT_EQ(r.format.isFloat, 1u);
+        EXPECT_EQ(r.format.channels, k % 2 ? 6u : 2u) << k;
+        EXPECT_EQ(r.format.lossySource, k % 2 ? 0 : 1) << k;
         EXPECT_EQ(r.final, testhost::Final::Done) << k;
         EXPECT_EQ(r.finalMessages, 1) << k;
         EXPECT_EQ(r.exitCode, 0u) << k;
         EXPECT_EQ(r.pcm.size(), records[k % 2].pcm.size()) << k;
         for (size_t b = 0; b < r.blocks.size(); ++b) {
             EXPECT_LE(r.blockSizes[b], 65536u);
-            EXPECT_EQ(r.blockSizes[b] % 8, 0u) << "whole sample frames";
+            EXPECT_EQ(r.blockSizes[b] % (r.format.channels * 4), 0u) << "whole sample frames";
             EXPECT_GE(r.progress[b], b ? r.progress[b - 1] : 0.0);
         }
     }
-    EXPECT_GE(records[0].pcm.size(), 44100u * 8);
+    EXPECT_EQ(records[1].pcm.size(), 66150u * 24);
+    EXPECT_GE(records[0].pcm.size(), 66150u * 8);
+
+    // Sound tracks counted without the video track; 0 takes the first the sibling decodes.
+    const std::string tracks = testfiles::Generated("sib-video-mp3-opus.mp4", [](const std::string& out) {
+        return testfiles::Run(Ffmpeg() + " -f lavfi -i color=s=64x64:d=1 -f lavfi -i sine=r=44100:d=1 -f lavfi -i " +
+                              "sine=r=48000:d=1 -map 0 -map 1 -map 2 -c:v mpeg4 -c:a:0 libmp3lame -c:a:1 libopus " +
+                              "-f mp4 " + out);
+    });
+    for (uint32_t track : {0u, 2u, 3u}) {
+        testhost::RunOptions options;
+        options.trackNumber = track;
+        options.cancelAt = 0;
+        testhost::JobRecord r = testhost::RunJob(tracks, options);
+        EXPECT_EQ(r.format.sampleRate, track == 0 ? 44100u : track == 2 ? 48000u : 0u) << track;
+        EXPECT_EQ(r.finalMessages, track == 3 ? 1 : 0) << track;
+    }
 
     // Cancelled at the format and at the first block: the job ends without another message.
     for (int cancelAt : {0, 1}) {
         testhost::RunOptions options;
         options.cancelAt = cancelAt;
-        testhost::JobRecord r = testhost::RunJob(opus, options);
+        testhost::JobRecord r = testhost::RunJob(flac, options);
         EXPECT_EQ(r.finalMessages, 0) << cancelAt;
         EXPECT_EQ(r.blocks.size(), static_cast<size_t>(cancelAt)) << cancelAt;
         EXPECT_TRUE(r.threadEnded);
     }
 
     // The module stays loaded: with the file gone, a start time inside the lossless track. The
-    // sibling starts at the frame before it and writes back how far before; the host drops that
-    // much and has exactly the full decode from 1.2 s on.
+    // sibling starts at the packet before it and writes back how far before; the host drops
+    // that much and has exactly the full decode from 1.2 s on.
     PlaceSibling(false);
     testhost::RunOptions options;
     options.useStartPosition = true;
@@ -140,11 +166,13 @@ TEST(Sibling, HandOverFromTheModule) {
     testhost::JobRecord from = testhost::RunJob(flac, options);
     ASSERT_EQ(from.final, testhost::Final::Done);
     EXPECT_GT(from.startValueAtFormat, 0u);
-    EXPECT_LT(from.startValueAtFormat, 1200000u) << "less than one 4608-frame packet";
-    const size_t dropBytes = static_cast<size_t>(std::llround(static_cast<double>(from.startValueAtFormat) * 44100e-7)) * 8;
-    ASSERT_EQ(from.pcm.size() - dropBytes, whole.pcm.size() - 52920 * 8);
-    EXPECT_TRUE(std::equal(from.pcm.begin() + static_cast<long>(dropBytes), from.pcm.end(),
-                           whole.pcm.begin() + 52920 * 8));
+    EXPECT_LT(from.startValueAtFormat, 1044898u) << "less than one 4608-frame packet";
+    const uint64_t dropFrames = static_cast<uint64_t>(std::llround(static_cast<double>(from.startValueAtFormat) * 44100e-7));
+    EXPECT_EQ(from.startValueAtFormat, dropFrames * 10000000 / 44100) << "100 ns units, rounded down";
+    const size_t dropBytes = dropFrames * 24;
+    const std::vector<uint8_t>& whole = records[1].pcm;
+    ASSERT_EQ(from.pcm.size() - dropBytes, whole.size() - 52920 * 24);
+    EXPECT_TRUE(std::equal(from.pcm.begin() + static_cast<long>(dropBytes), from.pcm.end(), whole.begin() + 52920 * 24));
 }
 
 }  // namespace
