@@ -38,7 +38,7 @@ const char* AacName(uint32_t objectType) {
 }
 
 // The codec FFmpeg's demuxer sees in a track that has neither an ALAC cookie nor an MPEG-4
-// audio configuration: those tracks go to the sibling module, which decodes them with FFmpeg.
+// audio configuration: such tracks go to the sibling module, which decodes them with FFmpeg.
 std::string SiblingCodec(const std::string& path, MP4TrackId track) {
     std::string name = "unknown codec";
 #if defined(ZORV_CLI_FFMPEG)
@@ -69,7 +69,8 @@ std::string Codec(const std::string& path, MP4FileHandle file, MP4TrackId track,
     if (MP4GetTrackESConfiguration(file, track, &bytes, &size) && bytes) {
         const uint32_t type = AudioObjectType(bytes, size);
         MP4Free(bytes);
-        return Format("%s (object type %u)", AacName(type), type);
+        // Object type 0 is no MPEG-4 audio configuration (Vorbis headers, a damaged one).
+        if (type != 0) return Format("%s (object type %u)", AacName(type), type);
     }
     return SiblingCodec(path, track);
 }
