@@ -6,12 +6,6 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
-#if defined(_WIN32)
-#define ZORV_EXPORT __declspec(dllexport)
-#else
-#define ZORV_EXPORT __attribute__((visibility("default")))
-#endif
-
 // Copies the request into a DecodeJob and starts the job on a thread of its own. Returns the
 // thread's handle (the caller closes it), or null when no job could be started.
 extern "C" ZORV_EXPORT HANDLE Decode(const WCHAR* path, DWORD hostThreadId, uint64_t* startPosition, UINT msgFailed,
