@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr AVRational kHns{1, 10000000};  // the host's 100 ns units
-
 std::string Utf8(const WCHAR* path) {
     const int bytes = WideCharToMultiByte(CP_UTF8, 0, path, -1, nullptr, 0, nullptr, nullptr);
     if (bytes <= 1) return "";
@@ -87,7 +85,7 @@ bool FfmpegInput::Open(const WCHAR* path, DWORD trackNumber) {
 
 int64_t FfmpegInput::SeekTo(uint64_t startHns) {
     if (startHns > static_cast<uint64_t>(INT64_MAX)) return AV_NOPTS_VALUE;
-    const int64_t target = av_rescale_q(static_cast<int64_t>(startHns), kHns, Stream().time_base);
+    const int64_t target = av_rescale_q(static_cast<int64_t>(startHns), kHostTimeBase, Stream().time_base);
     return av_seek_frame(format_, stream_, target, AVSEEK_FLAG_BACKWARD) < 0 ? AV_NOPTS_VALUE : target;
 }
 

@@ -17,7 +17,6 @@
 namespace {
 
 constexpr uint32_t kBytesPerSample = 4;  // 32-bit float
-constexpr AVRational kHns{1, 10000000};
 
 enum class JobEnd { Delivered, Failed, Cancelled };
 
@@ -35,8 +34,8 @@ uint8_t LossySource(AVCodecID codec) {
 // drops the whole start time from what is delivered.
 void WriteBackStart(uint64_t* startPosition, int64_t target, const AVFrame& first, AVRational timeBase) {
     if (startPosition == nullptr || target == AV_NOPTS_VALUE || first.pts == AV_NOPTS_VALUE) return;
-    const int64_t ahead = target > first.pts ? target - first.pts : 0;
-    *startPosition = static_cast<uint64_t>(av_rescale_q_rnd(ahead, timeBase, kHns, AV_ROUND_DOWN));
+    const int64_t ahead = target > first.pts ? av_sat_sub64(target, first.pts) : 0;
+    *startPosition = static_cast<uint64_t>(av_rescale_q_rnd(ahead, timeBase, kHostTimeBase, AV_ROUND_DOWN));
 }
 
 // Percent of the track reached at the end of `frame`; never below `previous`, never above 100.
@@ -44,10 +43,12 @@ double Progress(const FfmpegInput& input, const AVFrame& frame, double previous)
     const AVStream& stream = input.Stream();
     const int64_t duration = input.DurationTicks();
     if (duration <= 0 || frame.pts == AV_NOPTS_VALUE || frame.sample_rate <= 0) return previous;
-    const int64_t origin = stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time;
-    const int64_t end = frame.pts - origin + av_rescale_q(frame.nb_samples, AVRational{1, frame.sample_rate},
-                                                          stream.time_base);
-    return std::min(100.0, std::max(previous, 100.0 * static_cast<double>(end) / static_cast<double>(duration)));
+    // In seconds, as doubles: timestamps from the file may be anything.
+    const double origin = stream.start_time == AV_NOPTS_VALUE ? 0.0 : static_cast<double>(stream.start_time);
+    const double end = (static_cast<double>(frame.pts) - origin) * av_q2d(stream.time_base) +
+                       static_cast<double>(frame.nb_samples) / frame.sample_rate;
+    const double percent = 100.0 * end / (static_cast<double>(duration) * av_q2d(stream.time_base));
+    return std::min(100.0, std::max(previous, percent));
 }
 
 struct EventCloser {
@@ -79,7 +80,7 @@ JobEnd DecodeTrack(const DecodeJob& job) {
         if (!announced) {
             if (!converter.Open(*frame)) return JobEnd::Failed;
             block.channels = converter.Channels();
-            block.sampleRate = static_cast<uint32_t>(frame->sample_rate);
+            block.sampleRate = converter.SampleRate();
             block.bitsPerSample = 32;
             block.isFloat = 1;
             block.lossySource = LossySource(input.Codec());
@@ -87,13 +88,12 @@ JobEnd DecodeTrack(const DecodeJob& job) {
             announced = true;
             if (Rendezvous(job, job.msgFormat, block)) return JobEnd::Cancelled;
         }
-        if (!converter.Takes(*frame)) continue;
         block.progress = Progress(input, *frame, block.progress);
         // At most 64 channels (the converter's limit), so a block holds at least 256 frames.
         const uint32_t frameBytes = block.channels * kBytesPerSample;
         const int maxFrames = static_cast<int>(kMaxBlockBytes / frameBytes);
-        for (int written = converter.Convert(frame.get(), out.get(), maxFrames); written != 0;
-             written = converter.Convert(nullptr, out.get(), maxFrames)) {
+        for (int written = converter.Convert(*frame, true, out.get(), maxFrames); written != 0;
+             written = converter.Convert(*frame, false, out.get(), maxFrames)) {
             if (written < 0) return JobEnd::Failed;
             block.data = out.get();
             block.byteCount = static_cast<uint32_t>(written) * frameBytes;

@@ -12,6 +12,8 @@ extern "C" {
 
 #include "DecodeJob.h"
 
+constexpr AVRational kHostTimeBase{1, 10000000};  // the host's 100 ns units
+
 enum class Pull {
     Frame,   // a decoded frame is in the caller's AVFrame
     End,     // the track has been decoded to its end (or the file could not be read further)

@@ -1,9 +1,9 @@
 // Turns the decoder's frames into what the host takes from every job of the module: 32-bit
-// float samples, interleaved, channels in the host's order. Used by the sibling's job.
+// float samples, interleaved, channels in the host's order, in the one format announced for
+// the whole stream. Used by the sibling's job.
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -17,24 +17,27 @@ public:
     PcmConverter(const PcmConverter&) = delete;
     PcmConverter& operator=(const PcmConverter&) = delete;
 
-    // Sets up for frames with the sample format, rate and channel layout of `first`.
+    // Fixes the output by the first decoded frame: its channels and its rate.
     bool Open(const AVFrame& first);
 
-    // Whether `frame` has the format, rate and layout the converter was opened for; a frame that
-    // has not cannot be laid out in the format announced to the host.
-    bool Takes(const AVFrame& frame) const;
+    // Converts `frame` and writes at most `maxFrames` sample frames to `out`: `fresh` on the
+    // first call for a frame, then without until it returns 0 for what did not fit. A frame
+    // whose format, rate or channel layout differs from the one before is mixed and resampled
+    // to the output's. Returns the sample frames written, or a negative FFmpeg error.
+    int Convert(const AVFrame& frame, bool fresh, uint8_t* out, int maxFrames);
 
-    // Converts `frame` and writes at most `maxFrames` sample frames to `out`; what does not fit
-    // stays inside and comes out of the following calls with `frame` null. Returns the number of
-    // sample frames written (0: nothing left), or a negative FFmpeg error.
-    int Convert(const AVFrame* frame, uint8_t* out, int maxFrames);
-
-    uint32_t Channels() const { return static_cast<uint32_t>(layout_.nb_channels); }
+    uint32_t Channels() const { return static_cast<uint32_t>(out_.nb_channels); }
+    uint32_t SampleRate() const { return static_cast<uint32_t>(outRate_); }
 
 private:
+    bool SameInput(const AVFrame& frame) const;
+    bool TakeInput(const AVFrame& frame);
+
     SwrContext* swr_ = nullptr;
-    AVChannelLayout layout_{};  // of the frames it takes
-    int format_ = -1;
-    int rate_ = 0;
-    std::vector<int> channelMap_;  // read by every conversion, not only when set
+    AVChannelLayout in_{};
+    AVChannelLayout out_{};
+    int inFormat_ = -1;
+    int inRate_ = 0;
+    int outRate_ = 0;
+    int centre_ = -1;  // output index of a 3- or 4-channel layout's centre, which goes first
 };
