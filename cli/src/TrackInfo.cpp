@@ -47,7 +47,8 @@ std::string SiblingCodec(const std::string& path, MP4TrackId track) {
     if (avformat_open_input(&format, ("file:" + path).c_str(), nullptr, nullptr) < 0) return name;
     for (unsigned i = 0; i < format->nb_streams; ++i) {
         const AVCodecDescriptor* codec = avcodec_descriptor_get(format->streams[i]->codecpar->codec_id);
-        if (format->streams[i]->id == static_cast<int>(track) && codec) name = codec->long_name ? codec->long_name : codec->name;
+        if (format->streams[i]->id != static_cast<int>(track) || codec == nullptr) continue;
+        name = codec->long_name ? codec->long_name : codec->name;
     }
     avformat_close_input(&format);
 #endif

@@ -25,22 +25,16 @@ int StreamWithId(const AVFormatContext& format, MP4TrackId track) {
 
 // The file's sound tracks as stream indices (-1: a track the demuxer has no stream for), in the
 // order of the module's own sound-track rule, so that a track number means here what it meant
-// to the module that handed the file over. Files the module's MP4 reader cannot open count the
-// demuxer's audio streams in file order instead.
+// to the module that handed the file over (it hands over MP4 files its reader has opened).
 std::vector<int> SoundStreams(const AVFormatContext& format, const std::string& path) {
     std::vector<int> streams;
     MP4FileHandle file = MP4Read(path.c_str());
-    if (file != MP4_INVALID_FILE_HANDLE) {
-        FindSoundTrack(file, kAnySoundTrack, [&](MP4TrackId track) {
-            streams.push_back(StreamWithId(format, track));
-            return false;  // list them all
-        });
-        MP4Close(file, 0);
-        return streams;
-    }
-    for (unsigned i = 0; i < format.nb_streams; ++i) {
-        if (format.streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) streams.push_back(static_cast<int>(i));
-    }
+    if (file == MP4_INVALID_FILE_HANDLE) return streams;
+    FindSoundTrack(file, kAnySoundTrack, [&](MP4TrackId track) {
+        streams.push_back(StreamWithId(format, track));
+        return false;  // list them all
+    });
+    MP4Close(file, 0);
     return streams;
 }
 
@@ -55,7 +49,7 @@ bool FfmpegInput::Open(const WCHAR* path, DWORD trackNumber) {
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     const int opened = avformat_open_input(&format_, ("file:" + utf8).c_str(), nullptr, &options);
     av_dict_free(&options);
-    if (opened < 0 || avformat_find_stream_info(format_, nullptr) < 0) return false;
+    if (opened < 0) return false;
 
     const std::vector<int> sound = SoundStreams(*format_, utf8);
     const uint32_t wanted = WantedSoundTrackIndex(trackNumber);
@@ -66,9 +60,11 @@ bool FfmpegInput::Open(const WCHAR* path, DWORD trackNumber) {
         stream_ = sound[i];
     }
     if (codec == nullptr) return false;
+    // The other tracks are neither probed nor read.
     for (unsigned i = 0; i < format_->nb_streams; ++i) {
         if (static_cast<int>(i) != stream_) format_->streams[i]->discard = AVDISCARD_ALL;
     }
+    if (avformat_find_stream_info(format_, nullptr) < 0) return false;
 
     const AVStream& stream = Stream();
     decoder_ = avcodec_alloc_context3(codec);
@@ -99,22 +95,21 @@ Pull FfmpegInput::Next(AVFrame* frame) {
     for (;;) {
         const int received = avcodec_receive_frame(decoder_, frame);
         if (received >= 0) return Pull::Frame;
-        if (received == AVERROR_EOF) return Pull::End;
         if (received == AVERROR(ENOMEM)) return Pull::Failed;
-        // Any other error cost one frame; the decoder goes on with what it has.
-        if (received != AVERROR(EAGAIN)) continue;
-        if (draining_) return Pull::End;
-        if (!ReadPacket()) {
-            // Let the decoder hand out what it still holds.
+        // After the flush packet anything but a frame is the end.
+        if (draining_ || received == AVERROR_EOF) return Pull::End;
+        // The decoder wants input, or has lost a frame to damaged data: it gets the next packet.
+        if (!pending_ && !(pending_ = ReadPacket())) {
             draining_ = true;
-            avcodec_send_packet(decoder_, nullptr);
+            avcodec_send_packet(decoder_, nullptr);  // hand out what it still holds
             continue;
         }
-        // The decoder asked for input, so it takes this packet or refuses it for good; a refused
-        // packet is skipped like a damaged one.
         const int sent = avcodec_send_packet(decoder_, packet_);
+        if (sent == AVERROR(EAGAIN)) continue;  // it has output to give first; the packet waits
         av_packet_unref(packet_);
+        pending_ = false;
         if (sent == AVERROR(ENOMEM)) return Pull::Failed;
+        // A packet the decoder refuses is skipped like a damaged one.
     }
 }
 

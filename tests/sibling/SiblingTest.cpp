@@ -192,12 +192,13 @@ TEST(Sibling, HandOverFromTheModule) {
     ASSERT_EQ(from.final, testhost::Final::Done);
     EXPECT_GT(from.startValueAtFormat, 0u);
     EXPECT_LT(from.startValueAtFormat, 1044898u) << "less than one 4608-frame packet";
-    const uint64_t dropFrames = static_cast<uint64_t>(std::llround(static_cast<double>(from.startValueAtFormat) * 44100e-7));
+    const auto dropFrames = static_cast<uint64_t>(std::llround(static_cast<double>(from.startValueAtFormat) * 441e-5));
     EXPECT_EQ(from.startValueAtFormat, dropFrames * 10000000 / 44100) << "100 ns units, rounded down";
     const size_t dropBytes = dropFrames * 24;
     const std::vector<uint8_t>& whole = records[1].pcm;
     ASSERT_EQ(from.pcm.size() - dropBytes, whole.size() - 52920 * 24);
-    EXPECT_TRUE(std::equal(from.pcm.begin() + static_cast<long>(dropBytes), from.pcm.end(), whole.begin() + 52920 * 24));
+    EXPECT_TRUE(std::equal(from.pcm.begin() + static_cast<long>(dropBytes), from.pcm.end(),
+                           whole.begin() + 52920 * 24));
     EXPECT_EQ(moduleLoads, loadsAfterBatch) << "both hand-over points keep the module they loaded";
 }
 

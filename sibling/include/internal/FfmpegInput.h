@@ -27,7 +27,7 @@ public:
     FfmpegInput(const FfmpegInput&) = delete;
     FfmpegInput& operator=(const FfmpegInput&) = delete;
 
-    // Opens the file, picks the sound track `trackNumber` names (0: the first one with a
+    // Opens the MP4 file, picks the sound track `trackNumber` names (0: the first one with a
     // decoder) and opens its decoder. False when any of that fails.
     bool Open(const WCHAR* path, DWORD trackNumber);
 
@@ -55,5 +55,6 @@ private:
     AVCodecContext* decoder_ = nullptr;
     AVPacket* packet_ = nullptr;
     int stream_ = -1;
-    bool draining_ = false;
+    bool pending_ = false;   // packet_ holds a packet the decoder has not taken yet
+    bool draining_ = false;  // the end of the track has been signalled to the decoder
 };
