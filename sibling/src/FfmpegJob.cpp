@@ -89,7 +89,7 @@ JobEnd DecodeTrack(const DecodeJob& job) {
             if (Rendezvous(job, job.msgFormat, block)) return JobEnd::Cancelled;
         }
         block.progress = Progress(input, *frame, block.progress);
-        // At most 64 channels (the converter's limit), so a block holds at least 256 frames.
+        // At most 64 channels (the converter takes no more), so a block holds 256 frames or more.
         const uint32_t frameBytes = block.channels * kBytesPerSample;
         const int maxFrames = static_cast<int>(kMaxBlockBytes / frameBytes);
         for (int written = converter.Convert(*frame, true, out.get(), maxFrames); written != 0;

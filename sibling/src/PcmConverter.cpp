@@ -8,6 +8,8 @@ extern "C" {
 
 namespace {
 
+constexpr int kMaxChannels = 64;  // what the converter mixes; a block then holds 256 frames or more
+
 // A layout the converter can work with: a native one as it is; otherwise (custom orders,
 // unknown positions) the decoder's order, as so many channels of unknown position.
 void CopyLayout(AVChannelLayout& to, const AVChannelLayout& from) {
@@ -33,7 +35,7 @@ bool PcmConverter::Open(const AVFrame& first) {
     if (out_.nb_channels == 3 || out_.nb_channels == 4) {
         centre_ = av_channel_layout_index_from_channel(&out_, AV_CHAN_FRONT_CENTER);
     }
-    return out_.nb_channels > 0 && outRate_ > 0 && TakeInput(first);
+    return out_.nb_channels > 0 && out_.nb_channels <= kMaxChannels && outRate_ > 0 && TakeInput(first);
 }
 
 bool PcmConverter::TakeInput(const AVFrame& frame) {
