@@ -31,7 +31,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   libfaad-dev libfdk-aac-dev
-  ffmpeg faad
+  ffmpeg faad libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
   clang libclang-rt-14-dev valgrind
 )
 
