@@ -25,6 +25,13 @@ std::string AacThenAlac() {
     });
 }
 
+std::string AacThenXhe() {
+    return Generated("route-aac-then-xhe.m4a", [](const std::string& out) {
+        return Run(Ffmpeg() + " " + kTone + " -i " + testfiles::DataFile("xhe_st44_p1.m4a") +
+                   " -map 0 -map 1 -c:a:0 aac -c:a:1 copy -f mp4 " + out);
+    });
+}
+
 std::string VideoThenAlac() {
     return Generated("route-video-then-alac.mp4", [](const std::string& out) {
         return Run(Ffmpeg() + " -f lavfi -i color=c=blue:s=64x64:d=1 " + kTone +
@@ -146,10 +153,11 @@ TEST(Routing, UsacTracksGoToTheXheAacJob) {
     testhost::JobRecord r = testhost::RunJob(usac);
     EXPECT_EQ(SiblingJobsEnded(), before) << "never the FAAD2 path or its hand-over";
     EXPECT_EQ(r.finalMessages, 1);
-    if (r.gotFormat) {
-        EXPECT_EQ(r.format.isFloat, 0u) << "the xHE-AAC job delivers integers";
-        EXPECT_EQ(r.format.lossySource, 1);
-    }
+    EXPECT_TRUE(r.gotFormat && r.format.isFloat == 0 && r.format.lossySource == 1) << "xHE-AAC delivers integers";
+    // Behind an AAC track: sound track 2 is the xHE-AAC one, sound track 1 still goes to FAAD2.
+    const testhost::JobRecord second = RunAt(AacThenXhe(), 2);
+    EXPECT_TRUE(second.gotFormat && second.format.isFloat == 0 && second.format.lossySource == 1);
+    EXPECT_TRUE(IsFaad(RunAt(AacThenXhe(), 1)));
 }
 
 }  // namespace
