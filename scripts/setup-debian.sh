@@ -33,6 +33,7 @@ packages=(
   libfaad-dev libfdk-aac-dev
   ffmpeg faad
   clang libclang-rt-14-dev valgrind
+  time
 )
 
 missing=()
