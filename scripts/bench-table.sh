@@ -119,6 +119,12 @@ row_na() { printf "%-28s %-22s %8s %8s %6s %8s %8s %6s  %s\n" "$1" "$2" n/a n/a 
 
 z="$bin/zorv-decode -q -f raw -o /dev/null"
 ffnull() { echo "ffmpeg -nostdin -loglevel error -threads 1 -i $1 -f null -"; }
+# An AAC input against its three peers: the bare FAAD2 loop for its container, faad, ffmpeg.
+aac_rows() {  # label file loop
+  row "$1" "bare FAAD2 loop" "cpu<=1.1"   -- $z "$2" -- "$bin/$3" "$2"
+  row "$1" "faad"            "wall<=0.85" -- $z "$2" -- faad -q -w "$2"
+  row "$1" "ffmpeg"          "-"          -- $z "$2" -- $(ffnull "$2")
+}
 c=$cache
 # Several inputs need an output directory: a memory-backed one, so no disk enters the figures.
 out=$(mktemp -d "$( [ -d /dev/shm ] && echo /dev/shm || echo "$cache")/zorv-bench.XXXXXX")
@@ -127,18 +133,10 @@ zj="$bin/zorv-decode -q -f raw -o $out"
 row "ALAC 16/44.1 stereo"   "ffmpeg -threads 1" "cpu<=0.6"  -- $z $c/alac16_44k.m4a     -- $(ffnull $c/alac16_44k.m4a)
 row "ALAC 24/96 stereo"     "ffmpeg -threads 1" "cpu<=0.6"  -- $z $c/alac24_96k.m4a     -- $(ffnull $c/alac24_96k.m4a)
 row "ALAC 16/48 5.1"        "ffmpeg -threads 1" "cpu<=0.6"  -- $z $c/alac16_48k_51.m4a  -- $(ffnull $c/alac16_48k_51.m4a)
-row "AAC-LC 256k MP4"       "bare FAAD2 loop"   "cpu<=1.1"  -- $z $c/lc256.m4a -- $bin/zorv_bench_faad_mp4 $c/lc256.m4a
-row "AAC-LC 256k MP4"       "faad"              "wall<=0.85" -- $z $c/lc256.m4a -- faad -q -w $c/lc256.m4a
-row "AAC-LC 256k MP4"       "ffmpeg"            "-"         -- $z $c/lc256.m4a -- $(ffnull $c/lc256.m4a)
-row "AAC-LC 256k ADTS"      "bare FAAD2 loop"   "cpu<=1.1"  -- $z $c/lc256.aac -- $bin/zorv_bench_faad_adts $c/lc256.aac
-row "AAC-LC 256k ADTS"      "faad"              "wall<=0.85" -- $z $c/lc256.aac -- faad -q -w $c/lc256.aac
-row "AAC-LC 256k ADTS"      "ffmpeg"            "-"         -- $z $c/lc256.aac -- $(ffnull $c/lc256.aac)
-row "HE-AAC 64k MP4"        "bare FAAD2 loop"   "cpu<=1.1"  -- $z $c/he64.m4a  -- $bin/zorv_bench_faad_mp4 $c/he64.m4a
-row "HE-AAC 64k MP4"        "faad"              "wall<=0.85" -- $z $c/he64.m4a  -- faad -q -w $c/he64.m4a
-row "HE-AAC 64k MP4"        "ffmpeg"            "-"         -- $z $c/he64.m4a  -- $(ffnull $c/he64.m4a)
-row "HE-AAC 64k ADTS"       "bare FAAD2 loop"   "cpu<=1.1"  -- $z $c/he64.aac  -- $bin/zorv_bench_faad_adts $c/he64.aac
-row "HE-AAC 64k ADTS"       "faad"              "wall<=0.85" -- $z $c/he64.aac  -- faad -q -w $c/he64.aac
-row "HE-AAC 64k ADTS"       "ffmpeg"            "-"         -- $z $c/he64.aac  -- $(ffnull $c/he64.aac)
+aac_rows "AAC-LC 256k MP4"  $c/lc256.m4a zorv_bench_faad_mp4
+aac_rows "AAC-LC 256k ADTS" $c/lc256.aac zorv_bench_faad_adts
+aac_rows "HE-AAC 64k MP4"   $c/he64.m4a  zorv_bench_faad_mp4
+aac_rows "HE-AAC 64k ADTS"  $c/he64.aac  zorv_bench_faad_adts
 row_na "xHE-AAC"            "bare FDK loop"     "needs the xHE-AAC job's bench (bench/xheaac)"
 row "2 x ALAC 16/44.1 -j 2" "same at -j 1"      "speedup>=1.8" -- $zj -j 2 $c/alac16_44k.m4a $c/alac16_44k_b.m4a \
                                                            -- $zj -j 1 $c/alac16_44k.m4a $c/alac16_44k_b.m4a
