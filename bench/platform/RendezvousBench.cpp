@@ -127,8 +127,10 @@ void BM_Rendezvous(benchmark::State& state) {
     CloseHandle(event);
 }
 
-BENCHMARK(BM_FutexPingPong)->ArgName("across_cores")->Arg(0)->Arg(1)->UseRealTime()->MeasureProcessCPUTime()->MinTime(0.5);
-BENCHMARK(BM_Rendezvous)->ArgName("across_cores")->Arg(0)->Arg(1)->UseRealTime()->MeasureProcessCPUTime()->MinTime(0.5);
+BENCHMARK(BM_FutexPingPong)->ArgName("across_cores")->Arg(0)->Arg(1)->UseRealTime()->MeasureProcessCPUTime()
+    ->MinTime(0.5);
+BENCHMARK(BM_Rendezvous)->ArgName("across_cores")->Arg(0)->Arg(1)->UseRealTime()->MeasureProcessCPUTime()
+    ->MinTime(0.5);
 
 }  // namespace
 

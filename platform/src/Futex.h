@@ -1,7 +1,7 @@
 // The one blocking primitive of the platform layer: sleep while a 32-bit word holds a value,
-// wake sleepers after changing it. Events, thread handles and message queues keep their whole
-// state in such words, so a signal that nobody waits for costs one atomic operation and no
-// system call, and a wake-up costs one system call on each side.
+// wake sleepers after changing it. Events and thread handles keep their whole state in such a
+// word and a message queue's owner sleeps on one, so a signal or a post that nobody waits for
+// costs an atomic operation and no system call, and a wake-up one system call on each side.
 #pragma once
 
 #include <linux/futex.h>

@@ -104,7 +104,8 @@ KernelObject* Acquire(HANDLE handle) {
     if (slot != nullptr) {
         uint64_t word = slot->word.load(std::memory_order_relaxed);
         while (Names(word, generation)) {
-            if (slot->word.compare_exchange_weak(word, word + 1, std::memory_order_acquire, std::memory_order_relaxed)) {
+            if (slot->word.compare_exchange_weak(word, word + 1, std::memory_order_acquire,
+                                                 std::memory_order_relaxed)) {
                 return slot->object;
             }
         }

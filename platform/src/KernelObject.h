@@ -29,7 +29,8 @@ constexpr uint32_t kJoining = 4;    // thread: a waiter is joining it
 constexpr uint32_t kWaiter = 8;     // one waiter
 
 struct KernelObject {
-    KernelObject(ObjectType t, bool manual, bool signalled) : type(t), manualReset(manual), state(signalled ? kSignalled : 0) {}
+    KernelObject(ObjectType t, bool manual, bool signalled)
+        : type(t), manualReset(manual), state(signalled ? kSignalled : 0) {}
     virtual ~KernelObject() = default;
 
     const ObjectType type;
