@@ -33,6 +33,7 @@ packages=(
   libfaad-dev libfdk-aac-dev
   ffmpeg faad libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
   clang libclang-rt-14-dev valgrind
+  time
 )
 
 missing=()

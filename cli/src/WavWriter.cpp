@@ -53,6 +53,8 @@ bool WavWriter::Open(const std::string& path, bool raw, const PcmFormat& format)
     } else {
         file_ = std::fopen(path.c_str(), "wb");
         if (!file_) return false;
+        // Blocks arrive a frame at a time (8 KiB for stereo AAC): gather a megabyte per write.
+        std::setvbuf(file_, nullptr, _IOFBF, size_t{1} << 20);
         ownsFile_ = true;
         seekable_ = true;
     }
