@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Runs a Windows program under Wine, headless, in a Wine prefix of the build's own (made on
+# first use). The program's exit status passes through.
+# Usage: wine-run.sh PREFIX PROGRAM [ARGUMENTS...]
+set -euo pipefail
+export WINEPREFIX=$1
+shift
+# No display, no debug channels, and no offer to install Mono or Gecko into a new prefix.
+export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" DISPLAY= WAYLAND_DISPLAY=
+if [ ! -f "$WINEPREFIX/system.reg" ]; then
+  mkdir -p "$WINEPREFIX"
+  # Programs started side by side must not both build the prefix.
+  flock "$WINEPREFIX/.lock" bash -c '[ -f "$WINEPREFIX/system.reg" ] || { wineboot --init && wineserver --wait; } >/dev/null 2>&1'
+fi
+exec wine "$@"
