@@ -5,8 +5,10 @@
 set -euo pipefail
 export WINEPREFIX=$1
 shift
-# No display, no debug channels, and no offer to install Mono or Gecko into a new prefix.
-export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" DISPLAY= WAYLAND_DISPLAY=
+# No display, no debug channels, and no offer to install Mono or Gecko into a new prefix. Wine
+# converts file names and arguments between UTF-16 and the locale's charset: UTF-8 keeps every
+# name whole.
+export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" DISPLAY= WAYLAND_DISPLAY= LC_ALL=C.UTF-8
 if [ ! -f "$WINEPREFIX/system.reg" ]; then
   mkdir -p "$WINEPREFIX"
   # Programs started side by side must not both build the prefix.
