@@ -8,6 +8,9 @@ objdump=$1
 bin=$2
 imports() { "$objdump" -p "$1" | sed -n 's/^\tDLL Name: //p' | sort | tr '\n' ' '; }
 exports() { "$objdump" -p "$1" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p' | tr '\n' ' '; }
+for file in zorv_aac.dll tarnbase.dll zorv-decode.exe; do
+  [ -f "$bin/$file" ] || { echo "$bin/$file is missing"; exit 1; }
+done
 status=0
 expect() {
   echo "$1: $2"

@@ -27,7 +27,8 @@ for input in "${inputs[@]}"; do
     failures=$((failures + 1))
   elif [ $linux -ne 0 ]; then
     echo "$name: not decoded by either build (exit status $linux)"
-  elif ! cmp "$work/linux.pcm" "$work/wine.pcm"; then
+  elif ! difference=$(cmp "$work/linux.pcm" "$work/wine.pcm"); then
+    echo "$name: PCM differs: ${difference#* }"
     failures=$((failures + 1))
   else
     echo "$name: identical, $(stat -c %s "$work/wine.pcm") bytes"
