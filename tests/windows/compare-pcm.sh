@@ -12,13 +12,17 @@ linux_bin=$4
 shift 4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+# The Linux side runs as an installed host without the sibling module, which the Windows build
+# does not have: both then decode with this module alone.
+mkdir "$work/linux"
+cp "$linux_bin"/{zorv-decode,libzorv_aac.so,libzorv_win32.so,libtarnbase.so} "$work/linux/"
 failures=0
 mapfile -d '' inputs < <(find "$@" -maxdepth 1 -type f -regex '.*\.\(m4a\|m4b\|mp4\|mov\|3gp\|aac\|adts\)' \
   -print0 2> /dev/null | sort -z)
 for input in "${inputs[@]}"; do
   name=$(basename "$input")
   cp "$input" "$work/音楽 Ωμέγα $name"
-  "$linux_bin/zorv-decode" -q -f raw -o "$work/linux.pcm" "$input" 2> /dev/null
+  "$work/linux/zorv-decode" -q -f raw -o "$work/linux.pcm" "$input" 2> /dev/null
   linux=$?
   "$wine_run" "$prefix" "$windows_bin/zorv-decode.exe" -q -f raw -o "$work/wine.pcm" "$work/音楽 Ωμέγα $name"
   wine=$?
