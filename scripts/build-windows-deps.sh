@@ -41,7 +41,7 @@ stage=$work/prefix
 mkdir -p "$stage/include" "$stage/lib"
 
 echo "build-windows-deps.sh: building FAAD2 $faad2_version and FDK AAC $fdkaac_version into $prefix" >&2
-# FAAD2: Debian's source package, with its patches applied. Its own build system only wraps the
+# FAAD2: Debian's source package as dpkg-source unpacks it. Its own build system only wraps the
 # library's C files, so they are compiled directly, with the definitions its configure script
 # makes on this target.
 apt-get -q source "faad2" > "$log" 2>&1 || fail "apt-get source faad2 failed (is a deb-src entry configured?)"
@@ -49,10 +49,10 @@ faad2=$work/faad2-$faad2_version
 [ -d "$faad2" ] || fail "Debian's faad2 source is not version $faad2_version"
 sources=$(sed -n '/^libfaad_la_SOURCES/,/^$/p' "$faad2/libfaad/Makefile.am" | grep -o '[a-z_0-9]*\.c')
 mkdir -p faad2-obj
-printf '%s\n' $sources | xargs -P "$jobs" -I{} $triplet-gcc-win32 -c -O2 -fvisibility=hidden \
-  -iquote "$faad2/include" -iquote "$faad2/libfaad" -DPACKAGE_VERSION="\"$faad2_version\"" -DAPPLY_DRC -DHAVE_STDINT_H \
-  -DHAVE_STRING_H -DHAVE_LRINTF -DHAVE_MEMCPY -DSTDC_HEADERS \
-  -w "$faad2/libfaad/{}" -o "faad2-obj/{}.o" >> "$log" 2>&1 || fail "compiling FAAD2 failed"
+printf '%s\n' $sources | xargs -P "$jobs" -I{} $triplet-gcc-win32 -c -O2 -fvisibility=hidden -w \
+  -iquote "$faad2/include" -iquote "$faad2/libfaad" -DPACKAGE_VERSION="\"$faad2_version\"" -DAPPLY_DRC \
+  -DHAVE_STDINT_H -DHAVE_STRING_H -DHAVE_LRINTF -DHAVE_MEMCPY -DSTDC_HEADERS \
+  "$faad2/libfaad/{}" -o "faad2-obj/{}.o" >> "$log" 2>&1 || fail "compiling FAAD2 failed"
 $triplet-ar rcs "$stage/lib/libfaad.a" faad2-obj/*.o
 # neaacdec.h marks the API dllexport on Windows; those directives would make every DLL that
 # links the library export its functions too.

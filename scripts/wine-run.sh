@@ -18,7 +18,7 @@ fi
 # one of its threads failed to load a DLL: a 30-line program that does only that shows it in
 # about 1 run of 100, after its last output. A fault of the Windows program never ends this way
 # (it ends with its exception code), so such a run is repeated, up to twice.
-for attempt in 1 2 3; do
+for _ in 1 2 3; do
   status=0
   wine "$@" || status=$?
   [ $status -eq 139 ] || break
