@@ -1,11 +1,14 @@
 #include "JobRunner.h"
 
+#ifndef _WIN32
 #include <unistd.h>
+#endif
 
 #include <atomic>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -67,7 +70,8 @@ std::string ReplaceExtension(const std::string& path, const std::string& extensi
 }
 
 bool IsDirectory(const std::string& path) {
-    return !path.empty() && access((path + "/.").c_str(), F_OK) == 0;
+    std::error_code error;
+    return std::filesystem::is_directory(std::filesystem::u8path(path), error);
 }
 
 // Guards what the host threads share: the terminal and the run's counters. Held only for a
@@ -98,7 +102,7 @@ public:
         // Bound to one core, the process has nothing to spread; asked not to, it leaves the
         // system's placement alone.
         bind_ = options_.affinity && cores_.size() > 1;
-        progressBar_ = !options_.quiet && !options_.info && isatty(STDERR_FILENO);
+        progressBar_ = !options_.quiet && !options_.info && isatty(fileno(stderr));
 
         std::vector<HANDLE> hosts;
         for (unsigned i = 0; i < parallel; ++i) {
@@ -142,7 +146,7 @@ private:
         slot.outputPath = OutputPathFor(options_.inputs[input]);
         slot.startValue = options_.hasStart ? static_cast<uint64_t>(std::llround(options_.startSeconds * 1e7)) : 0;
         const DWORD self = GetCurrentThreadId();
-        const std::u16string path = ToUtf16(options_.inputs[input]);
+        const std::basic_string<WCHAR> path = ToUtf16(options_.inputs[input]);
         constexpr UINT base = kFirstJobMessage;
         slot.thread = decode_(path.c_str(), self, options_.hasStart ? &slot.startValue : nullptr, base + kFailed,
                               base + kDone, base + kBlock, base + kFormat, options_.trackNumber);
@@ -319,9 +323,9 @@ private:
 
 }  // namespace
 
-std::u16string ToUtf16(const std::string& utf8) {
+std::basic_string<WCHAR> ToUtf16(const std::string& utf8) {
     int n = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, nullptr, 0);
-    std::u16string out(static_cast<size_t>(n > 0 ? n : 1), u'\0');
+    std::basic_string<WCHAR> out(static_cast<size_t>(n > 0 ? n : 1), 0);
     if (n > 0) MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, &out[0], n);
     out.resize(out.empty() ? 0 : out.size() - 1);
     return out;

@@ -266,5 +266,5 @@ bool OpenRawAacStream(RawAacStream& stream, FILE* file) {
 }
 
 bool OpenRawAacStream(RawAacStream& stream, const WCHAR* path) {
-    return OpenRawAacStream(stream, _wfopen(path, u"rb"));
+    return OpenRawAacStream(stream, _wfopen(path, ZORV_WIDE("rb")));
 }

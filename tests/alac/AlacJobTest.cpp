@@ -22,8 +22,8 @@ using testhost::RunOptions;
 
 // Starts the lossless job directly, the way Decode does once its probe has said "ALAC", so
 // these tests do not depend on the probe.
-void* StartAlacJob(const ZorvPathChar* path, uint32_t hostThreadId, uint64_t* startPosition, uint32_t msgFailed,
-                   uint32_t msgDone, uint32_t msgBlock, uint32_t msgFormat, uint32_t trackNumber) {
+void* StartAlacJob(const WCHAR* path, DWORD hostThreadId, uint64_t* startPosition, UINT msgFailed,
+                   UINT msgDone, UINT msgBlock, UINT msgFormat, DWORD trackNumber) {
     DecodeJob* job = NewDecodeJob(path, hostThreadId, startPosition, msgFailed, msgDone, msgBlock, msgFormat,
                                   trackNumber);
     return job ? StartDecodeJob(job, RunAlacJob) : nullptr;
@@ -50,8 +50,9 @@ std::vector<uint8_t> FfmpegPcm(const std::string& file, const std::string& forma
 
 // Our decoder's output in ALAC channel order, from the same packets remuxed into CAF.
 std::vector<uint8_t> DecoderOrderPcm(const std::string& m4a) {
-    const std::string caf = testfiles::ScratchDir() + "/stream.caf";
-    EXPECT_TRUE(testfiles::Run(testfiles::Ffmpeg() + " -i " + m4a + " -map 0:a:0 -c copy -f caf " + caf));
+    const std::string caf = testfiles::Generated(m4a.substr(m4a.rfind('/') + 1) + ".caf", [&](const std::string& out) {
+        return testfiles::Run(testfiles::Ffmpeg() + " -i " + m4a + " -map 0:a:0 -c copy -f caf " + out);
+    });
     alactest::CafStream stream;
     std::string error;
     EXPECT_TRUE(alactest::ReadCafStream(caf, &stream, &error)) << error;

@@ -5,12 +5,31 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <thread>
 
 #include "TestFiles.h"
 #include "TestHost.h"
 
 namespace {
+
+struct Host {
+    const std::vector<std::string>* files;
+    testhost::RunOptions options;
+    unsigned seed;
+};
+
+// A Win32 thread, as the host's are (the Windows runtime has no std::thread).
+DWORD WINAPI RunHost(LPVOID parameter) {
+    const Host& host = *static_cast<const Host*>(parameter);
+    const std::vector<testhost::JobRecord> records = testhost::RunJobs(*host.files, host.options);
+    for (size_t k = 0; k < records.size(); ++k) {
+        SCOPED_TRACE((*host.files)[k] + " cancelled at " + std::to_string(host.options.cancelAt) + ", seed " +
+                     std::to_string(host.seed));
+        EXPECT_TRUE(records[k].threadEnded);
+        EXPECT_LE(records[k].finalMessages, 1);
+        EXPECT_TRUE(host.options.cancelAt >= 0 || records[k].final == testhost::Final::Done);
+    }
+    return 0;
+}
 
 TEST(ConcurrentJobs, EveryJobEndsOnceWithCancelsAtRandomBlocks) {
     std::vector<std::string> files;
@@ -21,22 +40,18 @@ TEST(ConcurrentJobs, EveryJobEndsOnceWithCancelsAtRandomBlocks) {
         }));
     const unsigned seed = std::random_device{}();
     std::mt19937 random(seed);
-    std::vector<std::thread> hosts;
-    for (int host = 0; host < 8; ++host) {
-        testhost::RunOptions options;
-        options.cancelAt = host == 0 ? -1 : static_cast<int>(random() % 40) - 1;
-        hosts.emplace_back([&files, options, seed] {
-            const std::vector<testhost::JobRecord> records = testhost::RunJobs(files, options);
-            for (size_t k = 0; k < records.size(); ++k) {
-                SCOPED_TRACE(files[k] + " cancelled at " + std::to_string(options.cancelAt) + ", seed " +
-                             std::to_string(seed));
-                EXPECT_TRUE(records[k].threadEnded);
-                EXPECT_LE(records[k].finalMessages, 1);
-                EXPECT_TRUE(options.cancelAt >= 0 || records[k].final == testhost::Final::Done);
-            }
-        });
+    std::vector<Host> hosts(8, Host{&files, {}, seed});
+    std::vector<HANDLE> threads;
+    for (size_t h = 0; h < hosts.size(); ++h) {
+        hosts[h].options.cancelAt = h == 0 ? -1 : static_cast<int>(random() % 40) - 1;
+        HANDLE thread = CreateThread(nullptr, 0, RunHost, &hosts[h], 0, nullptr);
+        EXPECT_NE(thread, nullptr);
+        if (thread) threads.push_back(thread);
     }
-    for (std::thread& host : hosts) host.join();
+    for (HANDLE thread : threads) {
+        WaitForSingleObject(thread, INFINITE);
+        CloseHandle(thread);
+    }
 }
 
 }  // namespace

@@ -74,7 +74,7 @@ std::string UnparseableConfig() {
     });
 }
 
-HMODULE Sibling() { return LoadLibraryW(u"zorv_ffmpeg.dll"); }
+HMODULE Sibling() { return LoadLibraryW(ZORV_WIDE("zorv_ffmpeg.dll")); }
 
 int SiblingJobsEnded() {
     auto fn = reinterpret_cast<int (*)()>(GetProcAddress(Sibling(), "TestSiblingJobsEnded"));

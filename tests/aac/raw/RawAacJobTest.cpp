@@ -25,8 +25,8 @@ DWORD WINAPI RawJobThread(LPVOID parameter) {
     return 0;
 }
 
-void* RawDecode(const ZorvPathChar* path, uint32_t hostThreadId, uint64_t* startPosition, uint32_t msgFailed,
-                uint32_t msgDone, uint32_t msgBlock, uint32_t msgFormat, uint32_t trackNumber) {
+void* RawDecode(const WCHAR* path, DWORD hostThreadId, uint64_t* startPosition, UINT msgFailed,
+                UINT msgDone, UINT msgBlock, UINT msgFormat, DWORD trackNumber) {
     DecodeJob* job = NewDecodeJob(path, hostThreadId, startPosition, msgFailed, msgDone, msgBlock, msgFormat,
                                   trackNumber);
     return job ? StartDecodeJob(job, RawJobThread) : nullptr;
@@ -64,8 +64,9 @@ void ExpectSequence(const testhost::JobRecord& r, int final, bool blocksExpected
 }
 
 std::vector<float> FfmpegDecode(const std::string& path) {
-    const std::string out = testfiles::ScratchDir() + "/ref.f32";
-    EXPECT_TRUE(testfiles::Run(testfiles::Ffmpeg() + " -c:a aac -i " + path + " -f f32le " + out));
+    const std::string out = testfiles::Generated(path.substr(path.rfind('/') + 1) + ".f32", [&](const std::string& to) {
+        return testfiles::Run(testfiles::Ffmpeg() + " -c:a aac -i " + path + " -f f32le " + to);
+    });
     const Bytes bytes = testfiles::ReadAll(out);
     std::vector<float> samples(bytes.size() / 4);
     std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
