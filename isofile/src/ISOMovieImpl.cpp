@@ -59,22 +59,18 @@ uint64_t ISOMovieImpl::Read() {
                 break;
             }
             case kBoxMoof: {
+                // Only the fragment's runs outlive its parse (see ISOFragmentTable.h).
                 auto fragment = Create<CISOMovieFragment>();
                 fragment->SetExtent(header.position, header.size);
                 fragment->Parse(payload, depth);
-                fragments_.push_back(fragment.get());
-                Keep(std::move(fragment));
+                fragmentRuns_.Append(*fragment);
                 break;
             }
-            case kBoxMdat: {
-                auto data = Create<CISOMediaData>();
-                data->SetExtent(header.position, header.size);
-                mediaData_.push_back(data.get());
-                Keep(std::move(data));
-                // The payload is not read: the buffer starts again right after the box.
+            case kBoxMdat:
+                // The payload is not read: the buffer starts again right after the box. Samples
+                // are found through the tables and runs, so the box itself is not kept either.
                 buffer.Reset(header.position + header.size);
                 break;
-            }
             case kBoxSidx: {
                 auto index = Create<CISOSegmentIndex>();
                 index->SetExtent(header.position, header.size);
