@@ -8,6 +8,19 @@
 constexpr uint32_t kDefaultEncoderDelay = 1024;  // sample frames dropped when a file says nothing
 constexpr uint32_t kMaxBlockBytes = 65536;       // largest block handed to the host
 
+// Most bytes the trimmer ever holds. The padding is the only thing it accumulates, so a file
+// that claims an absurd padding (an "iTunSMPB" padding of 0xFFFFFFFF) would otherwise make it
+// hold the whole decoded stream.
+constexpr uint32_t kMaxHeldBytes = 64u << 20;
+// Room kept above the largest reserve for the frame being pushed: a FAAD2 frame is at most
+// 2048 sample frames of 64 channels of 4 bytes (512 KiB).
+constexpr uint32_t kMaxPushBytes = 1u << 20;
+// Largest reserve. A padding above it is lowered to it: the last kMaxReserveBytes of the output
+// are still held back (so a padding larger than an output of up to this size still delivers
+// nothing), and whatever came before them is delivered, although the file called it padding.
+// Delivering such a file's audio is the lesser harm than dropping audio that may be real.
+constexpr uint32_t kMaxReserveBytes = kMaxHeldBytes - kMaxPushBytes;
+
 struct GaplessInfo {
     uint8_t haveSmpb = 0;       // values came from an "iTunSMPB" text in MP4 metadata
     uint32_t delay = kDefaultEncoderDelay;  // sample frames
@@ -19,13 +32,9 @@ struct GaplessInfo {
 // length). Returns the number of fields converted; fields not converted are left as they were.
 int ScanSmpbText(const char* text, uint32_t* delay, uint32_t* padding, uint64_t* validLength);
 
-// FAAD2 withholds the output of the first access unit(s) it decodes after initialisation
-// (they report 0 samples without an error). The encoder delay counts frames from the stream's
-// first access unit, so those withheld frames count as already skipped:
-//   skip = delay - withheldAccessUnits * framesPerAccessUnit, never below 0.
-// After a seek nothing is withheld (withheldAccessUnits = 0) and the whole delay is skipped.
-uint32_t DelayAfterWithheldFrames(uint32_t delayFrames, uint32_t withheldAccessUnits, uint32_t framesPerAccessUnit);
-
+// The accumulation buffer is a ring that grows by doubling up to kMaxHeldBytes, so pushing is
+// linear in the bytes pushed whatever the reserve. Each byte is copied once, into the ring;
+// Emit hands the host a pointer into the ring and copies only a block that wraps around its end.
 class GaplessTrimmer {
 public:
     GaplessTrimmer() = default;
@@ -33,25 +42,32 @@ public:
     GaplessTrimmer(const GaplessTrimmer&) = delete;
     GaplessTrimmer& operator=(const GaplessTrimmer&) = delete;
 
-    // Frees the accumulation buffer; skip = delayBytes, reserve = paddingBytes (0 if negative).
+    // Empties the buffer; skip = delayBytes, reserve = paddingBytes (0 if negative, at most
+    // kMaxReserveBytes).
     void Reset(uint32_t delayBytes, int64_t paddingBytes);
 
     // Drops what is left of the skip budget from the front of the frame and appends the rest.
-    // Returns false when the buffer could not grow (the frame's bytes are then dropped).
+    // Returns false, dropping the frame's bytes, when they would take the buffer beyond
+    // kMaxHeldBytes (never for a caller that emits everything ready after each push and pushes at
+    // most kMaxPushBytes) or the buffer could not grow.
     bool Push(const uint8_t* bytes, uint32_t byteCount);
 
     // Bytes that can be emitted now: pending - reserve, at most kMaxBlockBytes (0 if none).
     uint32_t ReadyBytes() const;
 
-    // Copies the next ReadyBytes() bytes into `out` (kMaxBlockBytes long), removes them from the
-    // buffer and returns their count.
-    uint32_t Emit(uint8_t* out);
+    // Removes the next ReadyBytes() bytes and returns where they are, setting *count: inside the
+    // trimmer's buffer, or in `scratch` (kMaxBlockBytes long) when they wrap around its end. The
+    // bytes stay valid until the next Push or Reset.
+    uint8_t* Emit(uint8_t* scratch, uint32_t* count);
 
     uint32_t PendingBytes() const { return pending_; }
 
 private:
-    uint8_t* buffer_ = nullptr;
+    bool Grow(uint32_t needed);
+
+    uint8_t* ring_ = nullptr;
     uint32_t capacity_ = 0;
+    uint32_t head_ = 0;     // offset of the oldest pending byte
     uint32_t pending_ = 0;
     uint32_t skip_ = 0;
     uint32_t skipped_ = 0;
