@@ -1,7 +1,7 @@
 // Test sibling module: a Decode with the module's contract whose job announces 8 kHz stereo
-// 16-bit and delivers one block holding the UTF-8 path it was given, then msgDone. It reports
-// the track number as the block's progress and writes 4242 through startPosition, so a test can
-// see that every argument arrived.
+// 16-bit (0 channels of 0 bits for a path naming "no-channels") and delivers one block holding
+// the UTF-8 path it was given, then msgDone. It reports the track number as the block's progress
+// and writes 4242 through startPosition, so a test can see that every argument arrived.
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -25,9 +25,11 @@ struct SiblingJob {
 DWORD WINAPI SiblingThread(LPVOID p) {
     SiblingJob* job = static_cast<SiblingJob*>(p);
     PcmBlock block{};
-    block.channels = 2;
+    // A path naming "no-channels" gets a format no host can write.
+    const bool noChannels = job->path.find(u"no-channels") != std::u16string::npos;
+    block.channels = noChannels ? 0 : 2;
     block.sampleRate = 8000;
-    block.bitsPerSample = 16;
+    block.bitsPerSample = noChannels ? 0 : 16;
     block.readyEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     if (job->start) *job->start = 4242;
     PostThreadMessageW(job->host, job->format, reinterpret_cast<WPARAM>(&block), 0);
