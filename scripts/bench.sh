@@ -16,3 +16,4 @@ for s in scripts/bench-*.sh; do
   echo "== $(basename "$s")"
   bash "$s" "$build"
 done
+bash bench/soak/soak.sh "$build"

@@ -1,14 +1,17 @@
 // The trimming stage shared by the two FAAD2 jobs, and the "iTunSMPB" text scanner.
 //
-// Invariants: skipped_ <= skip_; reserve_ <= kMaxReserveBytes; pending_ <= capacity_ <=
-// kMaxHeldBytes; the pending bytes start at ring_[head_] and continue, wrapping at capacity_, for
-// pending_ bytes; head_ < capacity_ whenever capacity_ != 0.
+// Invariants: skipped_ <= skip_; reserve_ <= kMaxReserveBytes; the pending bytes start at
+// segments_[0][head_] and run on through the following segments; head_ + pending_ <= the
+// segments' total size <= kMaxHeldBytes - kTrimmerSegmentBytes (the spare is the last segment's
+// worth). Between calls head_ may sit at or past the first segment's end (its bytes were emitted
+// but may still be in the host's hands); DropEmitted releases such segments on the next call.
 #include "GaplessTrimmer.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 int ScanSmpbText(const char* text, uint32_t* delay, uint32_t* padding, uint64_t* validLength) {
     if (text == nullptr) return 0;
@@ -25,37 +28,26 @@ int ScanSmpbText(const char* text, uint32_t* delay, uint32_t* padding, uint64_t*
     return converted;
 }
 
-GaplessTrimmer::~GaplessTrimmer() { std::free(ring_); }
-
 void GaplessTrimmer::Reset(uint32_t delayBytes, int64_t paddingBytes) {
-    // The buffer is kept for reuse; only its content is dropped.
-    head_ = 0;
     pending_ = 0;
+    DropEmitted();
     skipped_ = 0;
     skip_ = delayBytes;
     reserve_ = static_cast<uint32_t>(std::clamp<int64_t>(paddingBytes, 0, kMaxReserveBytes));
 }
 
-bool GaplessTrimmer::Grow(uint32_t needed) {
-    // Doubling keeps the total copying of a growing buffer linear in the bytes pushed.
-    uint64_t size = std::max<uint64_t>({needed, uint64_t{capacity_} * 2, kMaxBlockBytes});
-    size = std::min<uint64_t>(size, kMaxHeldBytes);
-    auto* grown = static_cast<uint8_t*>(std::malloc(size));
-    if (grown == nullptr) return false;
-    // The pending bytes move to the start of the new buffer, unwrapped.
-    const uint32_t first = std::min(pending_, capacity_ - head_);
-    if (pending_ != 0) {
-        std::memcpy(grown, ring_ + head_, first);
-        std::memcpy(grown + first, ring_, pending_ - first);
+void GaplessTrimmer::DropEmitted() {
+    // With nothing pending the first segment starts over; otherwise only whole segments go.
+    while (!segments_.empty() && (head_ >= kTrimmerSegmentBytes || (pending_ == 0 && segments_.size() > 1))) {
+        if (!spare_) spare_ = std::move(segments_.front());
+        segments_.pop_front();
+        head_ = head_ >= kTrimmerSegmentBytes ? head_ - kTrimmerSegmentBytes : 0;
     }
-    std::free(ring_);
-    ring_ = grown;
-    capacity_ = static_cast<uint32_t>(size);
-    head_ = 0;
-    return true;
+    if (pending_ == 0) head_ = 0;
 }
 
 bool GaplessTrimmer::Push(const uint8_t* bytes, uint32_t byteCount) {
+    DropEmitted();
     if (skipped_ < skip_) {
         const uint32_t dropped = std::min(skip_ - skipped_, byteCount);
         skipped_ += dropped;
@@ -63,15 +55,23 @@ bool GaplessTrimmer::Push(const uint8_t* bytes, uint32_t byteCount) {
         byteCount -= dropped;
     }
     if (byteCount == 0) return true;
-    if (byteCount > kMaxHeldBytes - pending_) return false;
-    const uint32_t needed = pending_ + byteCount;
-    if (needed > capacity_ && !Grow(needed)) return false;
-    // The free space starts after the pending bytes and may wrap around the end.
-    const uint32_t tail = static_cast<uint32_t>((uint64_t{head_} + pending_) % capacity_);
-    const uint32_t first = std::min(byteCount, capacity_ - tail);
-    std::memcpy(ring_ + tail, bytes, first);
-    std::memcpy(ring_, bytes + first, byteCount - first);
-    pending_ = needed;
+    // head_ < kTrimmerSegmentBytes here; the spare segment is counted as held.
+    const uint64_t end = uint64_t{head_} + pending_ + byteCount;
+    if (end > kMaxHeldBytes - kTrimmerSegmentBytes) return false;
+    while (segments_.size() * uint64_t{kTrimmerSegmentBytes} < end) {
+        std::unique_ptr<uint8_t[]> segment = spare_ ? std::move(spare_) : nullptr;
+        if (!segment) segment.reset(new (std::nothrow) uint8_t[kTrimmerSegmentBytes]);
+        if (!segment) return false;  // nothing written yet; the segments added stay for later
+        segments_.push_back(std::move(segment));
+    }
+    for (uint64_t at = end - byteCount; at < end;) {
+        const uint32_t offset = static_cast<uint32_t>(at % kTrimmerSegmentBytes);
+        const uint32_t n = static_cast<uint32_t>(std::min<uint64_t>(end - at, kTrimmerSegmentBytes - offset));
+        std::memcpy(segments_[static_cast<size_t>(at / kTrimmerSegmentBytes)].get() + offset, bytes, n);
+        bytes += n;
+        at += n;
+    }
+    pending_ += byteCount;
     return true;
 }
 
@@ -81,17 +81,18 @@ uint32_t GaplessTrimmer::ReadyBytes() const {
 }
 
 uint8_t* GaplessTrimmer::Emit(uint8_t* scratch, uint32_t* count) {
+    DropEmitted();
     *count = ReadyBytes();
     if (*count == 0) return scratch;
-    uint8_t* out = ring_ + head_;
-    const uint32_t first = capacity_ - head_;
+    uint8_t* out = segments_[0].get() + head_;
+    // A block is at most kMaxBlockBytes <= kTrimmerSegmentBytes: it spans at most two segments.
+    const uint32_t first = kTrimmerSegmentBytes - head_;
     if (*count > first) {
-        std::memcpy(scratch, ring_ + head_, first);
-        std::memcpy(scratch + first, ring_, *count - first);
+        std::memcpy(scratch, out, first);
+        std::memcpy(scratch + first, segments_[1].get(), *count - first);
         out = scratch;
     }
+    head_ += *count;
     pending_ -= *count;
-    // An emptied buffer starts again at its front, so the next blocks do not wrap.
-    head_ = pending_ == 0 ? 0 : static_cast<uint32_t>((uint64_t{head_} + *count) % capacity_);
     return out;
 }

@@ -1,0 +1,44 @@
+// The trimmer driven by fuzzed gapless values and frame sizes, emptied after every push as the
+// jobs do. Input: [0..3] delay bytes, [4..7] padding bytes (signed), then a frame size per two
+// bytes (times 16, at most kMaxPushBytes). Each emitted byte must be the stream's byte at its
+// place, exactly the bytes between the delay and the (bounded) reserve must come out, and no
+// more than the reserve may stay pending.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+#include "GaplessTrimmer.h"
+
+namespace {
+uint8_t StreamByte(uint64_t i) { return static_cast<uint8_t>(i * 131 + (i >> 9)); }
+uint32_t Be32(const uint8_t* p) { return uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3]; }
+constexpr uint64_t kMaxStreamBytes = 96u << 20;  // enough to pass kMaxHeldBytes
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size < 8) return 0;
+    const uint32_t delay = Be32(data);
+    const int64_t padding = static_cast<int32_t>(Be32(data + 4));
+    const uint64_t reserve = static_cast<uint64_t>(std::clamp<int64_t>(padding, 0, kMaxReserveBytes));
+    static std::vector<uint8_t> frame(kMaxPushBytes), scratch(kMaxBlockBytes);
+    GaplessTrimmer trimmer;
+    trimmer.Reset(delay, padding);
+    uint64_t pushed = 0, emitted = 0;
+    for (size_t at = 8; at + 2 <= size && pushed < kMaxStreamBytes; at += 2) {
+        const uint32_t bytes = std::min<uint32_t>((uint32_t{data[at]} << 8 | data[at + 1]) * 16u, kMaxPushBytes);
+        for (uint32_t i = 0; i < bytes; ++i) frame[i] = StreamByte(pushed + i);
+        if (!trimmer.Push(frame.data(), bytes)) std::abort();
+        pushed += bytes;
+        while (trimmer.ReadyBytes() > 0) {
+            uint32_t n = 0;
+            const uint8_t* out = trimmer.Emit(scratch.data(), &n);
+            for (uint32_t i = 0; i < n; ++i)
+                if (out[i] != StreamByte(delay + emitted + i)) std::abort();
+            emitted += n;
+        }
+        if (trimmer.PendingBytes() > reserve) std::abort();
+    }
+    if (emitted != (pushed > delay + reserve ? pushed - delay - reserve : 0)) std::abort();
+    return 0;
+}
