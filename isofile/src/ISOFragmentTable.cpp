@@ -35,7 +35,9 @@ void ISOFragmentTable::Append(const CISOMovieFragment& fragment) {
                 }
             }
             if (flags & CISOTrackRun::kSampleSize) {
-                for (uint32_t j = 0; j <= trun.SampleCount(); ++j) sizeTotals_.push_back(trun.BytesBefore(j));
+                for (uint64_t j = 0; j <= trun.SampleCount(); ++j) {
+                    sizeTotals_.push_back(trun.BytesBefore(static_cast<uint32_t>(j)));
+                }
             }
             runs_.push_back(run);
         }

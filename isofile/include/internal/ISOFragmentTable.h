@@ -1,7 +1,8 @@
 // The track fragment runs of every movie fragment of a file, flattened into compact records as
 // each 'moof' is parsed, so that the box objects of a fragment live only while it is parsed.
 // A fragmented file may hold a fragment per sample; what stays per run is one record and the
-// run's per-sample values in arrays shared by all runs, about 60 bytes for a run of one sample.
+// run's per-sample values in arrays shared by all runs: under 100 bytes for a run of one sample
+// with its size, where the boxes themselves took about 600.
 // The track reader looks its fragment samples up here.
 #pragma once
 
