@@ -256,6 +256,7 @@ TEST(HostileInput, EachRowEndsCleanlyWithinItsBounds) {
         {"ID3 odd-sized UTF-16 comment", Via::Job, OddUtf16Comment, D},
         {"ID3 extended header all ones", Via::Job, [] { return Id3([](Bytes& t) { t[5] = 0x40, std::memset(&t[10], 0xFF, 4); }); }, D},
         {"ISO free box of 100 MiB", Via::Iso, nullptr, D, 60, 16, 0, BehindFreeSpace(100 * kMiB)},
+        {"ISO 500,000 empty top-level boxes", Via::Iso, [] { return rawtest::Concat({Repeat(BoxBuilder("free").Build(), 500000), Frag()}); }, D},
         {"ISO 100,000 fragments", Via::Iso, [] { return Fragments(100000, 1); }, D, 120, 32},
         {"ISO trun count beyond its box", Via::Iso, [] { return Fragments(1, 0xFFFFFFFF); }, F},
         {"a module announcing 0 channels", Via::Cli, Aac, F, 60, 16, 0, testfiles::ScratchDir() + "/no-channels.m4a"},
