@@ -1,6 +1,7 @@
 #include "Mp4Metadata.h"
 
 #include "Mp4BoxHeader.h"
+#include "Mp4Limits.h"
 
 namespace {
 
@@ -51,7 +52,7 @@ std::vector<Mp4FreeformItem> Mp4ParseIlst(Mp4Reader payload, int depth) {
     // items before it.
     try {
         Mp4ForEachChild(payload, depth, [&](const Mp4BoxHeader& header, Mp4Reader child, Mp4Reader) {
-            if (header.box != Mp4Box::Freeform) return;
+            if (header.box != Mp4Box::Freeform || items.size() >= kMp4MaxMetadataItems) return;
             try {
                 items.push_back(ParseFreeform(child, depth + 1));
             } catch (const Mp4Error&) {

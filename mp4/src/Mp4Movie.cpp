@@ -201,7 +201,7 @@ Mp4Movie Mp4ParseMovie(Mp4Reader moovPayload) {
                 sawIods = true;
                 break;
             case Mp4Box::Trak:
-                movie.tracks.push_back(ParseTrak(child, kMoovChildDepth + 1));
+                if (movie.tracks.size() < kMp4MaxTracks) movie.tracks.push_back(ParseTrak(child, kMoovChildDepth + 1));
                 break;
             case Mp4Box::Udta:
                 // Nothing under udta is needed to decode: a malformed box there costs the

@@ -69,11 +69,14 @@ size_t Box(const Bytes& b, const std::string& path) {
 size_t Find(const Bytes& b, const std::string& text, size_t from = 0) {
     return static_cast<size_t>(std::search(b.begin() + static_cast<long>(from), b.end(), text.begin(), text.end()) - b.begin());
 }
-// Appends a child to moov, which is the last box of the file.
-Bytes IntoMoov(Bytes b, const Bytes& child) {
-    const size_t moov = Box(b, "moov");
+// Appends a child to the box of `path`; that box and each above it end where the file ends.
+Bytes Into(Bytes b, const std::string& path, const Bytes& child) {
     b.insert(b.end(), child.begin(), child.end());
-    return Put32(b, moov, static_cast<uint32_t>(b.size() - moov));
+    for (size_t end = 4; end <= path.size(); end += 5) {
+        const size_t at = Box(b, path.substr(0, end));
+        b = Put32(b, at, static_cast<uint32_t>(b.size() - at));
+    }
+    return b;
 }
 Bytes Cut(const Bytes& b, double fraction) { return Bytes(b.begin(), b.begin() + static_cast<long>(static_cast<double>(b.size()) * fraction)); }
 Bytes Repeat(const Bytes& unit, size_t times) {
@@ -239,8 +242,9 @@ TEST(HostileInput, EachRowEndsCleanlyWithinItsBounds) {
         {"stts counts one sample", Via::Job, stbl("stts", 16, 1), D},
         {"mdhd time scale 0, start 1 s", Via::Job, [] { const Bytes b = Aac(); return Put32(b, Box(b, "moov.trak.mdia.mdhd") + 20, 0); }, D, 60, 16, 10000000},
         {"edit times all ones", Via::Job, [] { return Patched(Aac(), "elst  0xFFFFFFFF 0xFFFFFFFF"); }, D},
-        {"10,000-deep nesting in moov", Via::Job, [] { return IntoMoov(Aac(), Nested(10000)); }, D},
-        {"500,000 empty boxes in moov", Via::Job, [] { return IntoMoov(Aac(), Repeat(BoxBuilder("free").Build(), 500000)); }, D},
+        {"10,000-deep nesting in moov", Via::Job, [] { return Into(Aac(), "moov", Nested(10000)); }, D},
+        {"500,000 empty traks in moov", Via::Job, [] { return Into(Aac(), "moov", Repeat(BoxBuilder("trak").Build(), 500000)); }, D},
+        {"500,000 empty items in ilst", Via::Job, [] { return Into(Aac(), "moov.udta.meta.ilst", Repeat(BoxBuilder("----").Build(), 500000)); }, D},
         {"truncated at 50 %", Via::Job, [] { return Cut(AacFirst(), 0.5); }, D},
         {"truncated at 90 %", Via::Job, [] { return Cut(AacFirst(), 0.9); }, D},
         {"truncated at 99.9 %", Via::Job, [] { return Cut(AacFirst(), 0.999); }, D},
