@@ -18,7 +18,7 @@
 #include "TestHost.h"
 
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
+extern "C" size_t __sanitizer_get_current_allocated_bytes();
 extern "C" const char* __asan_default_options() { return "max_allocation_size_mb=64:allocator_may_return_null=0"; }
 size_t HeapBytes() { return __sanitizer_get_current_allocated_bytes(); }
 #else
