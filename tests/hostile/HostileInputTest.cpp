@@ -173,8 +173,9 @@ struct Result {
     size_t pcmBytes;
 };
 
-// Job: the outcome of a Decode job. Iso: whether the flat ISO interface opens the file (every
-// sample of track 0 is read too). Cli: zorv-decode's exit status, 1 for a failed input.
+// Job: the outcome of a Decode job. Iso: whether the flat ISO interface opens the file and reads
+// the samples of its first track (the first 200,000). Cli: zorv-decode's exit status, 1 for a
+// failed input.
 Result RunRow(const Row& row, const std::string& path) {
     if (row.via == Via::Job) {
         testhost::RunOptions options;
@@ -188,22 +189,19 @@ Result RunRow(const Row& row, const std::string& path) {
     }
     if (row.via == Via::Iso) {
         ISOMovieHandle* movie = nullptr;
-        const int32_t opened = ISO_OpenMovie(&movie, kIsoModeRead, path.c_str());
         ISOTrackHandle* track = nullptr;
         ISOSampleRecord* sample = nullptr;
         uint32_t count = 0;
         std::vector<uint8_t> buffer(8192);
-        if (opened == kIsoOk && ISO_OpenTrack(movie, &track, 0) == kIsoOk && ISO_GetSampleCount(track, &count) == kIsoOk) {
-            ISO_CreateSample(&sample);
-            ISO_SetSampleBuffer(sample, buffer.data());
-            for (uint32_t k = 1; k <= count; ++k) {
-                ISO_SetBufferSize(sample, 8192);
-                EXPECT_EQ(ISO_ReadSample(track, sample), kIsoOk) << k;
-            }
-            ISO_FreeSample(sample);
+        bool ok = ISO_OpenMovie(&movie, kIsoModeRead, path.c_str()) == kIsoOk && ISO_OpenTrack(movie, &track, 0) == kIsoOk &&
+                  ISO_GetSampleCount(track, &count) == kIsoOk && ISO_CreateSample(&sample) == kIsoOk &&
+                  ISO_SetSampleBuffer(sample, buffer.data()) == kIsoOk;
+        for (uint32_t k = 1; ok && k <= std::min(count, 200000u); ++k) {
+            ok = ISO_SetBufferSize(sample, 8192) == kIsoOk && ISO_ReadSample(track, sample) == kIsoOk;
         }
+        ISO_FreeSample(sample);
         ISO_CloseMovie(movie);
-        return {opened == kIsoOk ? D : F, 0};
+        return {ok ? D : F, 0};
     }
     const std::string errors = testfiles::ScratchDir() + "/cli.err";
     const int status = std::system((testfiles::BinDir() + "/zorv-decode -q --module " + testfiles::BinDir() +
@@ -262,6 +260,7 @@ TEST(HostileInput, EachRowEndsCleanlyWithinItsBounds) {
         {"ISO free box of 100 MiB", Via::Iso, nullptr, D, 60, 16, 0, BehindFreeSpace(100 * kMiB)},
         {"ISO 500,000 empty top-level boxes", Via::Iso, [] { return rawtest::Concat({Repeat(BoxBuilder("free").Build(), 500000), Frag()}); }, D},
         {"ISO 100,000 fragments", Via::Iso, [] { return Fragments(100000, 1); }, D, 120, 32},
+        {"ISO stsz size and count 2^32-1 (fuzz find)", Via::Iso, [=] { const Bytes b = stbl("stsz", 12, 0xFFFFFFFF)(); return Put32(b, Box(b, "moov.trak.mdia.minf.stbl.stsz") + 16, 0xFFFFFFFF); }, F},
         {"ISO trun count beyond its box", Via::Iso, [] { return Fragments(1, 0xFFFFFFFF); }, F},
         {"a module announcing 0 channels", Via::Cli, Aac, F, 60, 16, 0, testfiles::ScratchDir() + "/no-channels.m4a"},
     };
