@@ -27,9 +27,11 @@ for name in "${names[@]}"; do
   status=0
   "$fuzz_build/fuzz/$name" -max_total_time="$seconds" -malloc_limit_mb=64 -timeout=5 -max_len=65536 \
     -artifact_prefix="$fuzz_build/findings/$name-" "${dict[@]}" "$corpus" "$seeds" > "$log" 2>&1 || status=$?
+  # libFuzzer's last line is "Done N runs in S second(s)"; a run stopped by a finding has none.
+  done_line=$(grep -oE 'Done [0-9]+ runs in [0-9]+ second' "$log" | tail -1)
   runs=$(grep -oE '#[0-9]+' "$log" | tail -1 | tr -d '#')
   findings=$(find "$fuzz_build/findings" -name "$name-*" | wc -l)
-  echo "fuzz-long: $name: ${runs:-0} executions in ${seconds} s, $findings findings, corpus $(ls "$corpus" | wc -l) inputs"
+  echo "fuzz-long: $name: ${done_line:-stopped after ${runs:-0} runs}, $findings findings, corpus $(ls "$corpus" | wc -l) inputs"
   if [ "$status" -ne 0 ] || [ "$findings" -ne 0 ]; then
     failed=1
     grep -E 'ERROR|SUMMARY|Test unit written' "$log" | head -5
