@@ -3,7 +3,9 @@
 // hang guard and a bound on the heap the row may hold. In the sanitizer build every allocation
 // above 64 MiB is fatal as well.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstring>
