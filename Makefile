@@ -5,8 +5,8 @@ BUILD ?= build
 WINDOWS_BUILD ?= build-windows
 CMAKE_FLAGS ?=
 
-.PHONY: all setup configure build demo test test-fast test-asan test-tsan fuzz fuzz-smoke bench clean \
-	windows test-windows dist-windows
+.PHONY: all setup configure build demo test test-fast test-asan test-tsan fuzz fuzz-smoke fuzz-long bench \
+	clean windows test-windows dist-windows
 
 all: build
 
@@ -58,6 +58,11 @@ fuzz: setup
 # Compiles every fuzz target and runs each briefly over the test material as seeds.
 fuzz-smoke: fuzz test-fast
 	@bash scripts/fuzz-smoke.sh build-fuzz $(BUILD)
+
+# Runs every fuzz target for FUZZ_SECONDS each and reports executions and findings.
+FUZZ_SECONDS ?= 600
+fuzz-long: fuzz build
+	@bash scripts/fuzz-long.sh build-fuzz $(BUILD) $(FUZZ_SECONDS)
 
 bench: setup
 	@cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release > /dev/null

@@ -35,7 +35,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         ISO_SetSampleNumber(record, count / 2 + 1);
         ISO_SetBufferSize(record, kBufferBytes);
         ISO_ReadSample(track, record);
+        // A read leaves the sample's size in the record: the capacity is set again before each.
         ISO_SetSampleNumber(record, count + 1);
+        ISO_SetBufferSize(record, kBufferBytes);
         ISO_ReadSample(track, record);
     }
     ISO_FreeSample(record);

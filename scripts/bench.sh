@@ -22,5 +22,6 @@ for s in scripts/bench-*.sh; do
   echo "== $(basename "$s")"
   bash "$s" "$build"
 done
+bash bench/soak/soak.sh "$build"
 echo "== zorv-decode against its peers"
 cat "$table"

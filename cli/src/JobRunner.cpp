@@ -40,6 +40,7 @@ struct Slot {
     bool failed = false;
     bool cancelled = false;
     bool outputError = false;
+    std::string failure;       // why the input failed, when the host itself found out
     std::string infoText;      // --info: printed whole when the job ends, so lines never interleave
 };
 
@@ -207,8 +208,14 @@ private:
                     const double frames = static_cast<double>(slot.startValue) * block->sampleRate / 1e7;
                     slot.dropBytes = static_cast<uint64_t>(std::llround(frames)) * slot.format.FrameBytes();
                 }
-                if (slot.format.channels == 0 || slot.format.ContainerBytes() == 0 ||
-                    !slot.writer.Open(slot.outputPath, options_.format == OutputFormat::Raw, slot.format)) {
+                if (slot.format.channels == 0 || slot.format.ContainerBytes() == 0) {
+                    // Nothing can hold such PCM: the input is at fault, not the output.
+                    slot.failure = "unusable format announced (" + std::to_string(slot.format.channels) +
+                                   " channels, " + std::to_string(slot.format.bitsPerSample) + " bits)";
+                    Cancel(slot, *block);
+                    return false;
+                }
+                if (!slot.writer.Open(slot.outputPath, options_.format == OutputFormat::Raw, slot.format)) {
                     ReportWriteError(slot);
                     Cancel(slot, *block);
                     return false;
@@ -282,11 +289,12 @@ private:
                 std::fprintf(stderr, "%s -> %s (%llu frames, %u ch, %u Hz)\n", input.c_str(), slot.outputPath.c_str(),
                              static_cast<unsigned long long>(frames), slot.format.channels, slot.format.sampleRate);
             }
-        } else if (slot.cancelled && interruptRequested) {
+        } else if (slot.cancelled && interruptRequested && slot.failure.empty()) {
             // interrupted: the shorter file is complete and valid
         } else {
             if (progressBar_ && drewProgress_) std::fprintf(stderr, "\r\033[K");
-            std::fprintf(stderr, "zorv-decode: %s: decoding failed\n", input.c_str());
+            std::fprintf(stderr, "zorv-decode: %s: %s\n", input.c_str(),
+                         slot.failure.empty() ? "decoding failed" : slot.failure.c_str());
             ++failed_;
         }
     }

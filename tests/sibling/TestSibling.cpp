@@ -1,6 +1,7 @@
 // Test sibling module: a Decode with the module's contract whose job announces 8 kHz stereo
-// 16-bit and ends with msgDone (or silently when cancelled at the format). It counts the jobs
-// that have run to their end, so a test can tell which files reached the sibling.
+// 16-bit (0 channels of 0 bits for a path naming "no-channels") and ends with msgDone (or
+// silently when cancelled at the format). It counts the jobs that have run to their end, so a
+// test can tell which files reached the sibling.
 #include <atomic>
 
 #include "Win32Api.h"
@@ -18,9 +19,11 @@ struct SiblingJob {
 DWORD WINAPI SiblingThread(LPVOID p) {
     SiblingJob* job = static_cast<SiblingJob*>(p);
     PcmBlock block{};
-    block.channels = 2;
+    // A path naming "no-channels" gets a format no host can write.
+    const bool noChannels = job->path.find(u"no-channels") != std::u16string::npos;
+    block.channels = noChannels ? 0 : 2;
     block.sampleRate = 8000;
-    block.bitsPerSample = 16;
+    block.bitsPerSample = noChannels ? 0 : 16;
     block.readyEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     PostThreadMessageW(job->host, job->format, reinterpret_cast<WPARAM>(&block), 0);
     WaitForSingleObject(block.readyEvent, INFINITE);
