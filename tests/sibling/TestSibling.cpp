@@ -3,6 +3,7 @@
 // silently when cancelled at the format). It counts the jobs that have run to their end, so a
 // test can tell which files reached the sibling.
 #include <atomic>
+#include <string>
 
 #include "Win32Api.h"
 #include "zorv/decode.h"
@@ -14,16 +15,15 @@ std::atomic<int> jobsEnded{0};
 struct SiblingJob {
     DWORD host;
     UINT done, format;
+    bool noChannels;  // a path naming "no-channels" gets a format no host can write
 };
 
 DWORD WINAPI SiblingThread(LPVOID p) {
     SiblingJob* job = static_cast<SiblingJob*>(p);
     PcmBlock block{};
-    // A path naming "no-channels" gets a format no host can write.
-    const bool noChannels = job->path.find(u"no-channels") != std::u16string::npos;
-    block.channels = noChannels ? 0 : 2;
+    block.channels = job->noChannels ? 0 : 2;
     block.sampleRate = 8000;
-    block.bitsPerSample = noChannels ? 0 : 16;
+    block.bitsPerSample = job->noChannels ? 0 : 16;
     block.readyEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     PostThreadMessageW(job->host, job->format, reinterpret_cast<WPARAM>(&block), 0);
     WaitForSingleObject(block.readyEvent, INFINITE);
@@ -36,9 +36,10 @@ DWORD WINAPI SiblingThread(LPVOID p) {
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) HANDLE Decode(const WCHAR*, DWORD hostThreadId, uint64_t*, UINT,
-                                                                UINT msgDone, UINT, UINT msgFormat, DWORD) {
-    auto* job = new SiblingJob{hostThreadId, msgDone, msgFormat};
+extern "C" __attribute__((visibility("default"))) HANDLE Decode(const WCHAR* path, DWORD hostThreadId, uint64_t*,
+                                                                UINT, UINT msgDone, UINT, UINT msgFormat, DWORD) {
+    const std::u16string name(reinterpret_cast<const char16_t*>(path));
+    auto* job = new SiblingJob{hostThreadId, msgDone, msgFormat, name.find(u"no-channels") != std::u16string::npos};
     HANDLE thread = CreateThread(nullptr, 0, SiblingThread, job, 0, nullptr);
     if (!thread) delete job;
     return thread;
