@@ -1,3 +1,7 @@
+if(WIN32)
+  include(${CMAKE_CURRENT_LIST_DIR}/ZorvWindows.cmake)
+  return()
+endif()
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 

@@ -20,6 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         uint32_t count = 0;
         ISO_GetSampleCount(track, &count);
         // In order from the start, then a jump back and one past the end for the cursors' searches.
+        // A read leaves the sample's size in the record: the capacity is set again before each.
         std::vector<uint32_t> numbers(count < kMaxSamplesPerTrack ? count : kMaxSamplesPerTrack, 0);
         numbers.insert(numbers.end(), {count / 2 + 1, count + 1});
         for (uint32_t number : numbers) {

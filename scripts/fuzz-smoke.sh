@@ -13,9 +13,7 @@ if [ ${#targets[@]} -eq 0 ]; then
 fi
 seeds=$(mktemp -d)
 trap 'rm -rf "$seeds"' EXIT
-for f in tests/data/* tests/alac/data/fuzz_seeds/* "$test_build"/testdata/* "$(dirname "$0")"/../examples/*; do
-  [ -f "$f" ] && [ "$(stat -c %s "$f")" -le 1048576 ] && cp "$f" "$seeds/" 2>/dev/null || true
-done
+bash "$(dirname "$0")/fuzz-seeds.sh" "$seeds" "$test_build"
 dict_dir=fuzz
 for target in "${targets[@]}"; do
   [ -f "$target" ] && [ -x "$target" ] || continue
@@ -24,7 +22,7 @@ for target in "${targets[@]}"; do
   [ -f "$dict_dir/$name.dict" ] && dict=(-dict="$dict_dir/$name.dict")
   work=$(mktemp -d)
   echo "fuzz-smoke: $name, $runs runs"
-  "$target" -runs="$runs" -rss_limit_mb=2048 -malloc_limit_mb=512 -max_len=65536 -timeout=10 \
+  "$target" -runs="$runs" -malloc_limit_mb=64 -timeout=5 -max_len=65536 \
     "${dict[@]}" "$work" "$seeds" > "$work.log" 2>&1 || { tail -40 "$work.log"; exit 1; }
   rm -rf "$work" "$work.log"
 done

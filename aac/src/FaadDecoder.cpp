@@ -21,3 +21,5 @@ NeAACDecHandle OpenFloatDecoder(bool dontUpSampleImplicitSbr) {
     }
     return decoder;
 }
+
+void StartFrameCounter(NeAACDecHandle decoder) { NeAACDecPostSeekReset(decoder, 1); }

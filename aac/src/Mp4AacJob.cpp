@@ -58,12 +58,9 @@ LoopEnd RunSampleLoop(DecodeJob& job, NeAACDecHandle& decoder, TrackState& state
     bool announced = false;
     bool firstPass = true;
     bool done = false;
-    // Access units decoded without error but without output before the first that yields
-    // samples; FAAD2 withholds the first one after initialisation, never after a seek reset.
-    uint32_t withheldUnits = 0;
     MP4SampleId seekSample = FindStartSample(state.file, state.track, job.startPosition);
     MP4SampleId nextSample = 1;
-    NeAACDecPostSeekReset(decoder, -1);
+    StartFrameCounter(decoder);
 
     while (!done) {
         uint8_t* raw = nullptr;
@@ -87,7 +84,7 @@ LoopEnd RunSampleLoop(DecodeJob& job, NeAACDecHandle& decoder, TrackState& state
                 unsigned long rate = 0;
                 unsigned char channels = 0;
                 if (!InitFromTrack(decoder, state.file, state.track, rate, channels)) return LoopEnd::Failed;
-                NeAACDecPostSeekReset(decoder, -1);
+                StartFrameCounter(decoder);
                 info = NeAACDecFrameInfo{};
                 pcm = NeAACDecDecode(decoder, &info, sample.get(), size);
             }
@@ -107,31 +104,29 @@ LoopEnd RunSampleLoop(DecodeJob& job, NeAACDecHandle& decoder, TrackState& state
         }
         if (seekSample != MP4_INVALID_SAMPLE_ID) {
             // The first sample was decoded only to learn the format; decoding restarts at the
-            // sync sample. Nothing is withheld after the reset, so the whole delay is skipped from
-            // here, which also drops the frame decoded without its predecessor.
+            // sync sample, and the whole delay is skipped from there, which also drops the frame
+            // decoded without its predecessor. -1 leaves the frame counter as it is: past the
+            // first frame, so every frame from here on yields samples.
             nextSample = seekSample;
             seekSample = MP4_INVALID_SAMPLE_ID;
             done = nextSample > state.sampleCount;
             NeAACDecPostSeekReset(decoder, -1);
-            withheldUnits = 0;
             continue;
         }
         // A frame whose channel count differs from the announced one cannot be laid out in the
         // announced format; it is dropped like a frame with a decode error.
         bool usable = good && pcm != nullptr && announced && info.samples > 0 && info.channels == block.channels &&
                       info.samples % info.channels == 0;
-        if (good && info.samples == 0 && trimPending) ++withheldUnits;
 
         if (usable && trimPending) {
             FixGaplessForSbr(state.gapless, info.sbr);
             uint32_t framesPerUnit = static_cast<uint32_t>(info.samples / info.channels);
             uint64_t bytesPerFrame = uint64_t{info.channels} * kBytesPerSample;
-            uint64_t skipFrames = DelayAfterWithheldFrames(state.gapless.delay, withheldUnits, framesPerUnit);
             // Padding beyond everything the track can decode to means "deliver nothing"; capping
             // it there bounds what the trimmer holds back.
             uint64_t maxFrames = uint64_t{state.sampleCount} * framesPerUnit;
             uint64_t paddingFrames = state.gapless.padding < maxFrames ? state.gapless.padding : maxFrames;
-            uint64_t skipBytes = skipFrames * bytesPerFrame;
+            uint64_t skipBytes = uint64_t{state.gapless.delay} * bytesPerFrame;
             trimmer.Reset(skipBytes > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(skipBytes),
                           static_cast<int64_t>(paddingFrames * bytesPerFrame));
             trimPending = false;
@@ -144,8 +139,9 @@ LoopEnd RunSampleLoop(DecodeJob& job, NeAACDecHandle& decoder, TrackState& state
         // growth drops this frame's bytes; the stream goes on.
         (void)trimmer.Push(static_cast<const uint8_t*>(pcm), static_cast<uint32_t>(info.samples * kBytesPerSample));
         while (trimmer.ReadyBytes() > 0) {
-            block.data = out.get();
-            block.byteCount = trimmer.Emit(out.get());
+            uint32_t count = 0;
+            block.data = trimmer.Emit(out.get(), &count);
+            block.byteCount = count;
             // nextSample already points one past the sample just decoded, so the last blocks
             // report a little over 100; the host expects that.
             block.progress = static_cast<double>(nextSample) * 100.0 / static_cast<double>(state.sampleCount);

@@ -50,7 +50,6 @@ LoopEnd DecodeLoop(RawAacStream& stream, const DecodeJob& job, PcmBlock& block) 
     double decodedMs = 0.0;
     bool firstFrame = true;
     bool previousError = false;
-    uint32_t withheldFrames = 0;  // start-up frames FAAD2 decoded without output
 
     for (;;) {
         RefillStreamBuffer(stream);
@@ -70,10 +69,7 @@ LoopEnd DecodeLoop(RawAacStream& stream, const DecodeJob& job, PcmBlock& block) 
         if (info.samples != 0 && samples != nullptr) {
             const auto total = static_cast<uint32_t>(info.samples);
             if (firstFrame) {
-                // FAAD2's start-up frames count as part of the encoder delay already dropped.
-                const uint32_t perChannel = info.channels == 0 ? 0u : total / info.channels;
-                const uint32_t delay = DelayAfterWithheldFrames(stream.gapless.delay, withheldFrames, perChannel);
-                const uint64_t skipBytes = uint64_t{delay} * frameBytes;
+                const uint64_t skipBytes = uint64_t{stream.gapless.delay} * frameBytes;
                 trimmer.Reset(skipBytes > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(skipBytes),
                               int64_t{stream.gapless.padding} * frameBytes);
                 firstFrame = false;
@@ -84,13 +80,12 @@ LoopEnd DecodeLoop(RawAacStream& stream, const DecodeJob& job, PcmBlock& block) 
             }
             // Failure to grow drops this frame's bytes; the stream goes on.
             trimmer.Push(reinterpret_cast<const uint8_t*>(samples), total * 4u);
-        } else if (!error && firstFrame) {
-            ++withheldFrames;
         }
 
         while (trimmer.ReadyBytes() > 0) {
-            block.byteCount = trimmer.Emit(out.bytes);
-            block.data = out.bytes;
+            uint32_t count = 0;
+            block.data = trimmer.Emit(out.bytes, &count);
+            block.byteCount = count;
             block.progress = Progress(decodedMs, stream.lengthMs);
             if (Rendezvous(job, job.msgBlock, block)) return LoopEnd::Cancelled;
         }

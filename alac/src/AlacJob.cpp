@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 
 #include "AlacDecoder.h"
 #include "AlacOutput.h"
@@ -23,38 +22,9 @@
 
 namespace {
 
-// The property starts with the atom header; the cookie fields lie behind it.
-constexpr uint32_t kCookieFieldsOffset = 12;
 constexpr uint32_t kMinCookiePropertyBytes = 36;  // 12-byte atom header + 24-byte cookie
-constexpr uint32_t kDefaultFrameLength = 4096;     // used when the cookie says 0
 constexpr DWORD kEndedBeforeFormat = 1;
 constexpr DWORD kEndedAfterFormat = 0;
-
-uint32_t Be32(const uint8_t* p) {
-    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
-           (static_cast<uint32_t>(p[2]) << 8) | p[3];
-}
-
-// What the job reads from the cookie property itself (the decoder parses it separately).
-struct CookieView {
-    uint32_t frameLength;
-    uint32_t bitDepth;
-    uint32_t channels;
-    uint32_t sampleRate;
-};
-
-CookieView ReadCookieView(const uint8_t* property) {
-    const uint8_t* fields = property + kCookieFieldsOffset;
-    CookieView view{};
-    view.frameLength = Be32(fields);
-    view.bitDepth = fields[5];
-    view.channels = fields[9];
-    view.sampleRate = Be32(fields + 20);
-    if (view.frameLength == 0) {
-        view.frameLength = kDefaultFrameLength;
-    }
-    return view;
-}
 
 // Everything the job owns besides the DecodeJob; each release is idempotent, and whatever is
 // still held when the job returns is released by the destructor.
@@ -141,7 +111,20 @@ DWORD WINAPI RunAlacJob(LPVOID decodeJob) {
         PostFinal(job, job.msgFailed);
         return kEndedBeforeFormat;
     }
-    const CookieView cookie = ReadCookieView(res.cookie);
+
+    // A cookie the decoder refuses ends the job here, before any format is announced: its fields
+    // are not to be trusted (a frame length of 0xFFFFFFFF would size the output buffer at 16 GiB
+    // and every block at 4 GiB of silence; a channel count of 0 announces a format no host can
+    // write). Only packet statuses are ignored below. Everything the job sizes or announces comes
+    // from the configuration the decoder accepted.
+    const AlacStatus status = InitAlacDecoder(&res.decoder, res.cookie, cookieSize);
+    res.FreeCookie();
+    if (status != kAlacOk) {
+        res.CloseFile();
+        PostFinal(job, job.msgFailed);
+        return kEndedBeforeFormat;
+    }
+    const AlacConfig& config = res.decoder.config;
 
     res.event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     if (res.event == nullptr) {
@@ -154,9 +137,9 @@ DWORD WINAPI RunAlacJob(LPVOID decodeJob) {
     block.jobThread = job.thread;
     block.cancel = 0;
     block.progress = 0.0;
-    block.sampleRate = cookie.sampleRate;
-    block.bitsPerSample = cookie.bitDepth;
-    block.channels = cookie.channels;
+    block.sampleRate = config.sampleRate;
+    block.bitsPerSample = config.bitDepth;
+    block.channels = config.numChannels;
     block.isFloat = 0;
     block.lossySource = 0;
 
@@ -170,19 +153,14 @@ DWORD WINAPI RunAlacJob(LPVOID decodeJob) {
         return kEndedBeforeFormat;
     }
 
-    // The status is ignored on purpose: a refused cookie shows up as silent or undecodable
-    // packets, which are delivered like any other.
-    (void)InitAlacDecoder(&res.decoder, res.cookie, cookieSize);
-    res.FreeCookie();
-
     // byteCount counts (bit depth / 8) bytes per sample, which is 2 for a 20-bit stream, but
     // the decoder writes 3-byte containers for 20 and 24 bits; the buffer is sized for what
-    // the decoder writes, at whichever bit depth it took from the cookie.
-    const uint32_t bytesPerFrame = (cookie.bitDepth / 8) * cookie.channels;
-    const uint32_t decodedBytesPerSample = std::max({cookie.bitDepth / 8, AlacOutputBytesPerSample(cookie.bitDepth),
-                                                     AlacOutputBytesPerSample(res.decoder.config.bitDepth)});
-    const size_t outputBytes = static_cast<size_t>(cookie.frameLength) * cookie.channels * decodedBytesPerSample;
-    res.output = static_cast<uint8_t*>(std::calloc(std::max<size_t>(outputBytes, 1), 1));
+    // the decoder writes.
+    const uint32_t bytesPerFrame = (config.bitDepth / 8u) * config.numChannels;
+    const uint32_t decodedBytesPerSample = std::max(config.bitDepth / 8u, AlacOutputBytesPerSample(config.bitDepth));
+    // At most 2^20 frames of 8 channels of 4 bytes: 32 MiB.
+    const size_t outputBytes = static_cast<size_t>(config.frameLength) * config.numChannels * decodedBytesPerSample;
+    res.output = static_cast<uint8_t*>(std::calloc(outputBytes, 1));
     if (res.output == nullptr) {
         res.CloseFile();
         res.ReleaseDecoding();
@@ -203,18 +181,16 @@ DWORD WINAPI RunAlacJob(LPVOID decodeJob) {
             InitAlacBitReader(reader, sample.bytes, sample.size);
             // Status ignored on purpose: the host gets whatever the decoder wrote, for the
             // sample count it reported.
-            (void)DecodeAlacPacket(&res.decoder, &reader, res.output, cookie.frameLength, cookie.channels, &frames);
+            (void)DecodeAlacPacket(&res.decoder, &reader, res.output, config.frameLength, config.numChannels, &frames);
         }
         block.progress = static_cast<double>(sampleId) * 100.0 / static_cast<double>(sampleCount);
         block.data = res.output;
         block.byteCount = frames * bytesPerFrame;
 
-        if (cookie.channels >= 5 && cookie.channels <= 8) {
-            // Frames as the reorder counts them; a depth below 8 bits gives no whole byte per frame.
-            const uint32_t reorderFrameBytes = cookie.bitDepth * cookie.channels / 8;
-            if (reorderFrameBytes != 0) {
-                ReorderAlacChannels(res.output, block.byteCount / reorderFrameBytes, cookie.bitDepth, cookie.channels);
-            }
+        if (config.numChannels >= 5) {
+            // Frames as the reorder counts them (the decoder accepts no depth below 16 bits).
+            const uint32_t reorderFrameBytes = config.bitDepth * config.numChannels / 8u;
+            ReorderAlacChannels(res.output, block.byteCount / reorderFrameBytes, config.bitDepth, config.numChannels);
         }
 
         if (Rendezvous(job, job.msgBlock, block)) {

@@ -163,10 +163,7 @@ AlacStatus DecodeChannelElement(AlacDecoder& decoder, AlacBitReader& reader, uin
     // (count x channels uint16 values fit in count int32 words.)
     uint16_t* lowBits = reinterpret_cast<uint16_t*>(decoder.predictorBuffer);
     if (bytesShifted != 0) {
-        const uint32_t values = count * elementChannels;
-        for (uint32_t i = 0; i < values; ++i) {
-            lowBits[i] = static_cast<uint16_t>(ReadAlacBits16(lowBitsReader, shift));
-        }
+        ReadAlacBitsBlock(lowBitsReader, lowBits, count * elementChannels, shift);
     }
     if (pair) {
         UnmixPair(u, v, output, channel, channelCount, count, mixBits, mixResidual, c.bitDepth, shift, lowBits);

@@ -98,8 +98,10 @@ inline void Step(const int32_t* history, int32_t* out, int32_t residual, Taps& c
     }
 }
 
-// Fixed tap count: the compiler unrolls the tap loops and keeps the taps in registers; they
-// are stored back once after the block.
+// Fixed tap count: every tap loop is written out (the pragmas make sure of that at any
+// optimisation level) and the taps stay in registers; they are stored back once after the
+// block. The differences out[j - 1 - k] - top of the weighted sum are kept for the adaptation,
+// which needs their negation; the order of the tap updates and the early stops are the rule's.
 template <uint32_t A>
 void UnpredictFixed(const int32_t* residuals, int32_t* output, uint32_t count, int16_t* coefficients,
                     uint32_t width, uint32_t shift) {
@@ -107,7 +109,36 @@ void UnpredictFixed(const int32_t* residuals, int32_t* output, uint32_t count, i
     std::memcpy(coef, coefficients, sizeof coef);
     const uint32_t rounding = RoundingTerm(shift);
     for (uint32_t j = A + 1; j < count; ++j) {
-        Step(output + j - A - 1, output + j, residuals[j], coef, A, width, rounding, shift);
+        const int32_t* history = output + j - A - 1;  // history[0] = top, history[A - k] pairs with tap k
+        const int32_t top = history[0];
+        int32_t difference[A];
+        uint32_t sum = 0;
+#pragma GCC unroll 8
+        for (uint32_t k = 0; k < A; ++k) {
+            difference[k] = Sub(history[A - k], top);
+            sum += static_cast<uint32_t>(Mul(coef[k], difference[k]));
+        }
+        int32_t e = residuals[j];
+        output[j] = SignExtendAlac(static_cast<uint32_t>(Predict(top, e, sum, rounding, shift)), width);
+        if (e > 0) {
+#pragma GCC unroll 8
+            for (int k = static_cast<int>(A) - 1; k >= 0; --k) {
+                const int32_t delta = Sub(0, difference[k]);
+                const int32_t s = Sign(delta);
+                coef[k] = static_cast<int16_t>(coef[k] - s);
+                e = Sub(e, Mul(static_cast<int32_t>(A) - k, Mul(delta, s) >> shift));
+                if (e <= 0) break;
+            }
+        } else if (e < 0) {
+#pragma GCC unroll 8
+            for (int k = static_cast<int>(A) - 1; k >= 0; --k) {
+                const int32_t delta = Sub(0, difference[k]);
+                const int32_t s = Sign(delta);
+                coef[k] = static_cast<int16_t>(coef[k] + s);
+                e = Sub(e, Mul(static_cast<int32_t>(A) - k, Sub(0, Mul(delta, s)) >> shift));
+                if (e >= 0) break;
+            }
+        }
     }
     std::memcpy(coefficients, coef, sizeof coef);
 }
@@ -171,8 +202,16 @@ void UnpredictBlock(const int32_t* residuals, int32_t* output, uint32_t count, i
         return;
     }
     const uint32_t d = denominatorShift;
+    // Apple's encoder writes orders 4 and 8, ffmpeg's 4 to 6 by default; each order up to 8 gets
+    // a loop of its own.
     switch (coefficientCount) {
+        case 1: return UnpredictFixed<1>(residuals, output, count, coefficients, width, d);
+        case 2: return UnpredictFixed<2>(residuals, output, count, coefficients, width, d);
+        case 3: return UnpredictFixed<3>(residuals, output, count, coefficients, width, d);
         case 4: return UnpredictFixed<4>(residuals, output, count, coefficients, width, d);
+        case 5: return UnpredictFixed<5>(residuals, output, count, coefficients, width, d);
+        case 6: return UnpredictFixed<6>(residuals, output, count, coefficients, width, d);
+        case 7: return UnpredictFixed<7>(residuals, output, count, coefficients, width, d);
         case 8: return UnpredictFixed<8>(residuals, output, count, coefficients, width, d);
         default: break;
     }

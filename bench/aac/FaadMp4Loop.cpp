@@ -4,7 +4,7 @@
 //
 //   zorv_bench_faad_mp4 FILE [OUTPUT]     (OUTPUT defaults to /dev/null)
 //
-// scripts/bench-aac-vs-faad.sh times it against the module on the same files.
+// scripts/bench-table.sh times it against the module on the same files.
 #include <neaacdec.h>
 
 #include <cstdio>

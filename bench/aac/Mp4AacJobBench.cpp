@@ -3,7 +3,7 @@
 // own cost (trimming, block hand-over, thread messages) without a host program around it.
 //
 //   ZORV_BENCH_MP4AAC=file.m4a zorv_bench_mp4aac_job
-// (scripts/bench-aac-vs-faad.sh makes 10-minute files in build/bench-data.)
+// (scripts/bench-table.sh makes 10-minute files in ${XDG_CACHE_HOME:-$HOME/.cache}/zorv-bench.)
 #include <benchmark/benchmark.h>
 #include <neaacdec.h>
 
@@ -22,7 +22,10 @@ namespace {
 
 std::string BenchFile() {
     const char* file = std::getenv("ZORV_BENCH_MP4AAC");
-    return file ? file : "build/bench-data/lc256.m4a";
+    if (file) return file;
+    const char* cache = std::getenv("XDG_CACHE_HOME");
+    const char* home = std::getenv("HOME");
+    return (cache ? std::string(cache) : std::string(home ? home : ".") + "/.cache") + "/zorv-bench/lc256.m4a";
 }
 
 constexpr UINT kFailed = WM_APP + 1, kDone = WM_APP + 2, kBlock = WM_APP + 3, kFormat = WM_APP + 4;

@@ -1,14 +1,18 @@
 #include "JobRunner.h"
 
+#ifndef _WIN32
 #include <unistd.h>
+#endif
 
 #include <atomic>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
+#include "CoreAffinity.h"
 #include "TrackInfo.h"
 #include "Win32Api.h"
 #include "WavWriter.h"
@@ -17,14 +21,13 @@ namespace {
 
 std::atomic<bool> interruptRequested{false};
 
-// Message ids: each job slot gets four consecutive ids; one more id says "a job thread ended".
+// Message ids of a host thread's one job; one more id says "the job thread ended".
 constexpr UINT kThreadEndedMessage = WM_APP + 1;
 constexpr UINT kFirstJobMessage = WM_APP + 16;
 enum Role : UINT { kFailed = 0, kDone = 1, kBlock = 2, kFormat = 3, kRoles = 4 };
 
 struct Slot {
     size_t input = 0;
-    bool busy = false;
     HANDLE thread = nullptr;
     HANDLE watcher = nullptr;
     uint64_t startValue = 0;   // the u64 the job reads and writes back; must outlive the job
@@ -37,13 +40,13 @@ struct Slot {
     bool failed = false;
     bool cancelled = false;
     bool outputError = false;
+    std::string failure;       // why the input failed, when the host itself found out
     std::string infoText;      // --info: printed whole when the job ends, so lines never interleave
 };
 
 struct WatchRequest {
     HANDLE jobThread;
     DWORD hostThreadId;
-    WPARAM slot;
 };
 
 // Waits for a job thread to end and tells the host thread: a job that ends without a final
@@ -51,7 +54,7 @@ struct WatchRequest {
 DWORD WINAPI WatchJobThread(LPVOID parameter) {
     std::unique_ptr<WatchRequest> request(static_cast<WatchRequest*>(parameter));
     WaitForSingleObject(request->jobThread, INFINITE);
-    PostThreadMessageW(request->hostThreadId, kThreadEndedMessage, request->slot, 0);
+    PostThreadMessageW(request->hostThreadId, kThreadEndedMessage, 0, 0);
     return 0;
 }
 
@@ -68,73 +71,102 @@ std::string ReplaceExtension(const std::string& path, const std::string& extensi
 }
 
 bool IsDirectory(const std::string& path) {
-    return !path.empty() && access((path + "/.").c_str(), F_OK) == 0;
+    std::error_code error;
+    return std::filesystem::is_directory(std::filesystem::u8path(path), error);
 }
 
+// Guards what the host threads share: the terminal and the run's counters. Held only for a
+// line of output, so a spin with a yield is all it needs.
+class OutputLock {
+public:
+    explicit OutputLock(std::atomic<bool>& flag) : flag_(flag) {
+        while (flag_.exchange(true, std::memory_order_acquire)) Sleep(0);
+    }
+    ~OutputLock() { flag_.store(false, std::memory_order_release); }
+
+private:
+    std::atomic<bool>& flag_;
+};
+
+// One host thread per job running at once: each takes the next input, drives its job to the
+// end through its own message queue, and takes the next.
 class Runner {
 public:
     Runner(const Options& options, ZorvDecodeFn decode) : options_(options), decode_(decode) {}
 
     RunSummary Run() {
-        MSG msg;
-        PeekMessageW(&msg, nullptr, 0, 0, PM_NOREMOVE);  // creates this thread's queue
-        hostThreadId_ = GetCurrentThreadId();
+        cores_ = AllowedCores();
         unsigned parallel = options_.jobs;
-        if (parallel == 0) {
-            long cores = sysconf(_SC_NPROCESSORS_ONLN);
-            parallel = cores > 0 ? static_cast<unsigned>(cores) : 1;
-        }
-        if (options_.output == "-" && parallel > 1) parallel = 1;  // one stream on standard output
-        slots_.resize(parallel);
-        for (auto& s : slots_) s = std::make_unique<Slot>();
-        progressBar_ = !options_.quiet && !options_.info && isatty(STDERR_FILENO);
+        if (parallel == 0) parallel = cores_.empty() ? 1 : static_cast<unsigned>(cores_.size());
+        if (options_.output == "-") parallel = 1;  // one stream on standard output
+        if (parallel > options_.inputs.size()) parallel = static_cast<unsigned>(options_.inputs.size());
+        // Bound to one core, the process has nothing to spread; asked not to, it leaves the
+        // system's placement alone.
+        bind_ = options_.affinity && cores_.size() > 1;
+        progressBar_ = !options_.quiet && !options_.info && isatty(fileno(stderr));
 
-        size_t active = 0;
-        for (;;) {
-            while (!interruptRequested && next_ < options_.inputs.size() && active < slots_.size()) {
-                if (Start(next_++)) ++active;
-            }
-            if (active == 0) break;
-            if (GetMessageW(&msg, nullptr, 0, 0) <= 0) break;
-            if (msg.message == kThreadEndedMessage) {
-                Finish(*slots_[msg.wParam]);
-                --active;
-                continue;
-            }
-            if (msg.message < kFirstJobMessage) continue;
-            const size_t index = (msg.message - kFirstJobMessage) / kRoles;
-            if (index >= slots_.size() || !slots_[index]->busy) continue;
-            Handle(*slots_[index], (msg.message - kFirstJobMessage) % kRoles, msg.wParam);
+        std::vector<HANDLE> hosts;
+        for (unsigned i = 0; i < parallel; ++i) {
+            HANDLE host = CreateThread(nullptr, 0, HostThread, this, 0, nullptr);
+            if (host != nullptr) hosts.push_back(host);
+        }
+        if (hosts.empty()) HostLoop(0);  // no thread to spare: this one drives every job
+        for (HANDLE host : hosts) {
+            WaitForSingleObject(host, INFINITE);
+            CloseHandle(host);
         }
         if (progressBar_ && drewProgress_) std::fprintf(stderr, "\r\033[K");
-        summary_.interrupted = interruptRequested.load();
-        return summary_;
+        RunSummary summary;
+        summary.failed = failed_.load();
+        summary.outputErrors = outputErrors_.load();
+        summary.interrupted = interruptRequested.load();
+        return summary;
     }
 
 private:
-    bool Start(size_t input) {
-        size_t index = 0;
-        while (slots_[index]->busy) ++index;
-        auto& slot = slots_[index];
-        slot = std::make_unique<Slot>();
-        slot->input = input;
-        slot->outputPath = OutputPathFor(options_.inputs[input]);
-        slot->startValue = options_.hasStart ? static_cast<uint64_t>(std::llround(options_.startSeconds * 1e7)) : 0;
-        const UINT base = kFirstJobMessage + static_cast<UINT>(index) * kRoles;
-        const std::u16string path = ToUtf16(options_.inputs[input]);
-        HANDLE thread = decode_(path.c_str(), hostThreadId_, options_.hasStart ? &slot->startValue : nullptr,
-                                base + kFailed, base + kDone, base + kBlock, base + kFormat, options_.trackNumber);
-        if (thread == nullptr) {
-            std::fprintf(stderr, "zorv-decode: %s: the decoder could not start a job\n", options_.inputs[input].c_str());
-            ++summary_.failed;
-            return false;
+    static DWORD WINAPI HostThread(LPVOID parameter) {
+        auto* runner = static_cast<Runner*>(parameter);
+        runner->HostLoop(runner->nextHost_.fetch_add(1));
+        return 0;
+    }
+
+    void HostLoop(unsigned host) {
+        if (bind_) BindCurrentThreadToCore(cores_[host % cores_.size()]);
+        MSG msg;
+        PeekMessageW(&msg, nullptr, 0, 0, PM_NOREMOVE);  // creates this thread's queue
+        while (!interruptRequested) {
+            const size_t input = next_.fetch_add(1);
+            if (input >= options_.inputs.size()) break;
+            RunJob(input);
         }
-        auto* request = new WatchRequest{thread, hostThreadId_, index};
-        slot->watcher = CreateThread(nullptr, 0, WatchJobThread, request, 0, nullptr);
-        if (slot->watcher == nullptr) delete request;  // this job is then finished at its final message
-        slot->thread = thread;
-        slot->busy = true;
-        return true;
+    }
+
+    void RunJob(size_t input) {
+        Slot slot;
+        slot.input = input;
+        slot.outputPath = OutputPathFor(options_.inputs[input]);
+        slot.startValue = options_.hasStart ? static_cast<uint64_t>(std::llround(options_.startSeconds * 1e7)) : 0;
+        const DWORD self = GetCurrentThreadId();
+        const std::basic_string<WCHAR> path = ToUtf16(options_.inputs[input]);
+        constexpr UINT base = kFirstJobMessage;
+        slot.thread = decode_(path.c_str(), self, options_.hasStart ? &slot.startValue : nullptr, base + kFailed,
+                              base + kDone, base + kBlock, base + kFormat, options_.trackNumber);
+        if (slot.thread == nullptr) {
+            OutputLock lock(outputLock_);
+            std::fprintf(stderr, "zorv-decode: %s: the decoder could not start a job\n", options_.inputs[input].c_str());
+            ++failed_;
+            return;
+        }
+        auto* request = new WatchRequest{slot.thread, self};
+        slot.watcher = CreateThread(nullptr, 0, WatchJobThread, request, 0, nullptr);
+        if (slot.watcher == nullptr) delete request;  // this job is then finished at its final message
+
+        MSG msg;
+        while (GetMessageW(&msg, nullptr, 0, 0) > 0 && msg.message != kThreadEndedMessage) {
+            if (msg.message < base || msg.message >= base + kRoles) continue;
+            if (Handle(slot, msg.message - base, msg.wParam)) break;
+        }
+        Finish(slot);
     }
 
     std::string OutputPathFor(const std::string& input) const {
@@ -146,7 +178,14 @@ private:
         return options_.output;
     }
 
-    void Handle(Slot& slot, UINT role, WPARAM wParam) {
+    void ReportWriteError(Slot& slot) {
+        OutputLock lock(outputLock_);
+        std::fprintf(stderr, "zorv-decode: cannot write %s\n", slot.outputPath.c_str());
+        slot.outputError = true;
+    }
+
+    // Returns true when the job is over and its thread has ended.
+    bool Handle(Slot& slot, UINT role, WPARAM wParam) {
         const std::string& input = options_.inputs[slot.input];
         switch (role) {
             case kFormat: {
@@ -162,23 +201,28 @@ private:
                                   block->isFloat ? "float" : "integer", block->lossySource ? "" : ", lossless");
                     slot.infoText = line;
                     Cancel(slot, *block);
-                    return;
+                    return false;
                 }
                 if (options_.hasStart) {
                     // The job started at a sync point this far before the requested time.
                     const double frames = static_cast<double>(slot.startValue) * block->sampleRate / 1e7;
                     slot.dropBytes = static_cast<uint64_t>(std::llround(frames)) * slot.format.FrameBytes();
                 }
-                if (slot.format.channels == 0 || slot.format.ContainerBytes() == 0 ||
-                    !slot.writer.Open(slot.outputPath, options_.format == OutputFormat::Raw, slot.format)) {
-                    std::fprintf(stderr, "zorv-decode: cannot write %s\n", slot.outputPath.c_str());
-                    slot.outputError = true;
+                if (slot.format.channels == 0 || slot.format.ContainerBytes() == 0) {
+                    // Nothing can hold such PCM: the input is at fault, not the output.
+                    slot.failure = "unusable format announced (" + std::to_string(slot.format.channels) +
+                                   " channels, " + std::to_string(slot.format.bitsPerSample) + " bits)";
                     Cancel(slot, *block);
-                    return;
+                    return false;
+                }
+                if (!slot.writer.Open(slot.outputPath, options_.format == OutputFormat::Raw, slot.format)) {
+                    ReportWriteError(slot);
+                    Cancel(slot, *block);
+                    return false;
                 }
                 slot.writerOpen = true;
                 Continue(slot, *block);
-                return;
+                return false;
             }
             case kBlock: {
                 auto* block = reinterpret_cast<PcmBlock*>(wParam);
@@ -189,31 +233,22 @@ private:
                 const uint64_t drop = std::min<uint64_t>(slot.dropBytes, bytes);
                 slot.dropBytes -= drop;
                 if (!slot.writer.Write(data + drop, static_cast<size_t>(bytes - drop))) {
-                    std::fprintf(stderr, "zorv-decode: cannot write %s\n", slot.outputPath.c_str());
-                    slot.outputError = true;
+                    ReportWriteError(slot);
                     Cancel(slot, *block);
-                    return;
+                    return false;
                 }
                 DrawProgress(input, block->progress);
                 Continue(slot, *block);
-                return;
+                return false;
             }
             case kDone:
             case kFailed:
                 (role == kDone ? slot.done : slot.failed) = true;
-                if (slot.watcher == nullptr) {
-                    WaitForSingleObject(slot.thread, INFINITE);
-                    PostThreadMessageW(hostThreadId_, kThreadEndedMessage, IndexOf(slot), 0);
-                }
-                return;
-            default: return;
+                if (slot.watcher != nullptr) return false;  // its message ends the job
+                WaitForSingleObject(slot.thread, INFINITE);
+                return true;
+            default: return false;
         }
-    }
-
-    WPARAM IndexOf(const Slot& slot) const {
-        for (size_t i = 0; i < slots_.size(); ++i)
-            if (slots_[i].get() == &slot) return i;
-        return 0;
     }
 
     void Continue(Slot& slot, PcmBlock& block) {
@@ -234,12 +269,10 @@ private:
         if (slot.watcher) CloseHandle(slot.watcher);
         CloseHandle(slot.thread);
         const std::string& input = options_.inputs[slot.input];
-        if (slot.writerOpen && !slot.writer.Finish()) {
-            std::fprintf(stderr, "zorv-decode: cannot write %s\n", slot.outputPath.c_str());
-            slot.outputError = true;
-        }
+        if (slot.writerOpen && !slot.writer.Finish()) ReportWriteError(slot);
+        OutputLock lock(outputLock_);
         if (slot.outputError) {
-            ++summary_.outputErrors;
+            ++outputErrors_;
         } else if (options_.info) {
             // The track list helps pick a track even when the chosen one cannot be decoded.
             if (slot.infoText.empty()) slot.infoText = input + ": no format announced\n";
@@ -247,7 +280,7 @@ private:
             std::fflush(stdout);
             if (!slot.cancelled) {
                 std::fprintf(stderr, "zorv-decode: %s: not a file this decoder can read\n", input.c_str());
-                ++summary_.failed;
+                ++failed_;
             }
         } else if (slot.done && !slot.failed) {
             if (!options_.quiet && slot.outputPath != "-") {
@@ -256,21 +289,25 @@ private:
                 std::fprintf(stderr, "%s -> %s (%llu frames, %u ch, %u Hz)\n", input.c_str(), slot.outputPath.c_str(),
                              static_cast<unsigned long long>(frames), slot.format.channels, slot.format.sampleRate);
             }
-        } else if (slot.cancelled && interruptRequested) {
+        } else if (slot.cancelled && interruptRequested && slot.failure.empty()) {
             // interrupted: the shorter file is complete and valid
         } else {
             if (progressBar_ && drewProgress_) std::fprintf(stderr, "\r\033[K");
-            std::fprintf(stderr, "zorv-decode: %s: decoding failed\n", input.c_str());
-            ++summary_.failed;
+            std::fprintf(stderr, "zorv-decode: %s: %s\n", input.c_str(),
+                         slot.failure.empty() ? "decoding failed" : slot.failure.c_str());
+            ++failed_;
         }
-        slot.busy = false;
     }
 
     void DrawProgress(const std::string& input, double percent) {
         if (!progressBar_) return;
-        const auto now = std::chrono::steady_clock::now();
-        if (drewProgress_ && now - lastDraw_ < std::chrono::milliseconds(100)) return;
-        lastDraw_ = now;
+        const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+        const auto interval = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                  std::chrono::milliseconds(100)).count();
+        auto last = lastDraw_.load(std::memory_order_relaxed);
+        if (drewProgress_ && now - last < interval) return;
+        if (!lastDraw_.compare_exchange_strong(last, now)) return;  // another host thread draws this one
+        OutputLock lock(outputLock_);
         drewProgress_ = true;
         const double clamped = percent < 0 ? 0 : percent > 100 ? 100 : percent;
         const int filled = static_cast<int>(clamped / 100.0 * 30);
@@ -280,20 +317,23 @@ private:
 
     const Options& options_;
     ZorvDecodeFn decode_;
-    DWORD hostThreadId_ = 0;
-    std::vector<std::unique_ptr<Slot>> slots_;
-    size_t next_ = 0;
-    RunSummary summary_;
+    std::vector<unsigned> cores_;
+    bool bind_ = false;
+    std::atomic<unsigned> nextHost_{0};
+    std::atomic<size_t> next_{0};
+    std::atomic<unsigned> failed_{0};
+    std::atomic<unsigned> outputErrors_{0};
+    std::atomic<bool> outputLock_{false};
     bool progressBar_ = false;
-    bool drewProgress_ = false;
-    std::chrono::steady_clock::time_point lastDraw_{};
+    std::atomic<bool> drewProgress_{false};
+    std::atomic<std::chrono::steady_clock::rep> lastDraw_{0};
 };
 
 }  // namespace
 
-std::u16string ToUtf16(const std::string& utf8) {
+std::basic_string<WCHAR> ToUtf16(const std::string& utf8) {
     int n = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, nullptr, 0);
-    std::u16string out(static_cast<size_t>(n > 0 ? n : 1), u'\0');
+    std::basic_string<WCHAR> out(static_cast<size_t>(n > 0 ? n : 1), 0);
     if (n > 0) MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, &out[0], n);
     out.resize(out.empty() ? 0 : out.size() - 1);
     return out;

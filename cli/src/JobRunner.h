@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Options.h"
+#include "Win32Api.h"
 #include "zorv/decode.h"
 
 struct RunSummary {
@@ -16,7 +17,7 @@ struct RunSummary {
 RunSummary RunAllJobs(const Options& options, ZorvDecodeFn decode);
 
 // UTF-8 (the command line) to the UTF-16 paths the module takes.
-std::u16string ToUtf16(const std::string& utf8);
+std::basic_string<WCHAR> ToUtf16(const std::string& utf8);
 
 // Set from the SIGINT handler: cancel at the next hand-over, start nothing new.
 void RequestInterrupt();

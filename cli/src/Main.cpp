@@ -2,6 +2,7 @@
 #include <csignal>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "JobRunner.h"
 #include "Options.h"
@@ -12,9 +13,7 @@ namespace {
 
 void OnInterrupt(int) { RequestInterrupt(); }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
     Options options;
     std::string error;
     bool help = false;
@@ -41,10 +40,14 @@ int main(int argc, char** argv) {
         return 2;
     }
 
+#ifdef _WIN32
+    std::signal(SIGINT, OnInterrupt);
+#else
     struct sigaction action {};
     action.sa_handler = OnInterrupt;
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
+#endif
 
     const RunSummary summary = RunAllJobs(options, decode);
     // The module stays loaded: job threads of ours may still be returning.
@@ -52,3 +55,26 @@ int main(int argc, char** argv) {
     if (summary.interrupted) return 130;
     return summary.failed > 0 ? 1 : 0;
 }
+
+}  // namespace
+
+#ifdef _WIN32
+// main() would receive the arguments in the ANSI code page, which has no room for many
+// characters of file names; wmain receives them whole and passes them on as UTF-8.
+int wmain(int argc, wchar_t** wideArgs) {
+    std::vector<std::string> args;
+    for (int i = 0; i < argc; ++i) {
+        const int n = WideCharToMultiByte(CP_UTF8, 0, wideArgs[i], -1, nullptr, 0, nullptr, nullptr);
+        std::string arg(static_cast<size_t>(n > 0 ? n : 1), '\0');
+        if (n > 0) WideCharToMultiByte(CP_UTF8, 0, wideArgs[i], -1, &arg[0], n, nullptr, nullptr);
+        arg.pop_back();  // the terminating NUL
+        args.push_back(std::move(arg));
+    }
+    std::vector<char*> argv;
+    for (std::string& arg : args) argv.push_back(&arg[0]);
+    argv.push_back(nullptr);
+    return Run(argc, argv.data());
+}
+#else
+int main(int argc, char** argv) { return Run(argc, argv); }
+#endif

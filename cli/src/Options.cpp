@@ -35,6 +35,8 @@ const char* UsageText() {
            "  -t, --track N         sound track to decode, from 1 (default 0: the first suitable)\n"
            "  -s, --start SECONDS   start decoding at this time\n"
            "  -j, --jobs N          decode up to N inputs at once (default: one per core)\n"
+           "      --no-affinity     leave each job on whatever core the system picks (default: every\n"
+           "                        job shares one core with the thread that writes its output)\n"
            "  -q, --quiet           no progress, no messages but errors\n"
            "      --info            print each input's format (and an MP4 file's sound tracks), write nothing\n"
            "      --drc on|off      xHE-AAC dynamic range control and loudness normalisation (default off)\n"
@@ -108,6 +110,8 @@ bool ParseOptions(int argc, char** argv, Options& options, std::string& error, b
             uint32_t jobs = 0;
             if (!ParseUnsigned(v, jobs) || jobs == 0 || jobs > 256) return error = "bad job count '" + v + "'", false;
             options.jobs = jobs;
+        } else if (arg == "--no-affinity") {
+            options.affinity = false;
         } else if (arg == "-q" || arg == "--quiet") {
             options.quiet = true;
         } else if (arg == "--info") {

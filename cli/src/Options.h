@@ -15,6 +15,7 @@ struct Options {
     bool hasStart = false;
     double startSeconds = 0;
     unsigned jobs = 0;           // 0: one per core
+    bool affinity = true;        // bind each host thread (and so its job) to a core of its own
     bool quiet = false;
     bool info = false;
     bool drcEnabled = false;

@@ -8,6 +8,13 @@
 #include "GaplessTrimmer.h"
 #include "SoundTracks.h"
 
+#if defined(ZORV_CLI_FFMPEG)
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+#endif
+
 namespace {
 
 std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
@@ -30,7 +37,26 @@ const char* AacName(uint32_t objectType) {
     }
 }
 
-std::string Codec(MP4FileHandle file, MP4TrackId track, uint32_t& cookieRate, uint32_t& cookieBits) {
+// The codec FFmpeg's demuxer sees in a track that has neither an ALAC cookie nor an MPEG-4
+// audio configuration: such tracks go to the sibling module, which decodes them with FFmpeg.
+std::string SiblingCodec(const std::string& path, MP4TrackId track) {
+    std::string name = "unknown codec";
+#if defined(ZORV_CLI_FFMPEG)
+    av_log_set_level(AV_LOG_QUIET);
+    AVFormatContext* format = nullptr;
+    if (avformat_open_input(&format, ("file:" + path).c_str(), nullptr, nullptr) < 0) return name;
+    for (unsigned i = 0; i < format->nb_streams; ++i) {
+        const AVCodecDescriptor* codec = avcodec_descriptor_get(format->streams[i]->codecpar->codec_id);
+        if (format->streams[i]->id != static_cast<int>(track) || codec == nullptr) continue;
+        name = codec->long_name ? codec->long_name : codec->name;
+    }
+    avformat_close_input(&format);
+#endif
+    return name;
+}
+
+std::string Codec(const std::string& path, MP4FileHandle file, MP4TrackId track, uint32_t& cookieRate,
+                  uint32_t& cookieBits) {
     uint8_t* bytes = nullptr;
     uint32_t size = 0;
     if (MP4GetTrackBytesProperty(file, track, kAlacCookieProperty, &bytes, &size)) {
@@ -44,9 +70,10 @@ std::string Codec(MP4FileHandle file, MP4TrackId track, uint32_t& cookieRate, ui
     if (MP4GetTrackESConfiguration(file, track, &bytes, &size) && bytes) {
         const uint32_t type = AudioObjectType(bytes, size);
         MP4Free(bytes);
-        return Format("%s (object type %u)", AacName(type), type);
+        // Object type 0 is no MPEG-4 audio configuration (Vorbis headers, a damaged one).
+        if (type != 0) return Format("%s (object type %u)", AacName(type), type);
     }
-    return "unknown codec";
+    return SiblingCodec(path, track);
 }
 
 std::string Smpb(MP4FileHandle file) {
@@ -76,7 +103,7 @@ std::string DescribeSoundTracks(const std::string& path) {
         ++number;
         uint32_t rate = MP4GetTrackTimeScale(file, track);
         uint32_t bits = 0;
-        const std::string codec = Codec(file, track, rate, bits);
+        const std::string codec = Codec(path, file, track, rate, bits);
         const int channels = MP4GetTrackAudioChannels(file, track);
         const uint32_t samples = MP4GetTrackNumberOfSamples(file, track);
         const MP4Duration duration = MP4GetTrackDuration(file, track);

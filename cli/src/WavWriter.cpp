@@ -1,6 +1,7 @@
 #include "WavWriter.h"
 
 #include <cstring>
+#include <filesystem>
 #include <vector>
 
 namespace {
@@ -51,8 +52,15 @@ bool WavWriter::Open(const std::string& path, bool raw, const PcmFormat& format)
         ownsFile_ = false;
         seekable_ = false;
     } else {
+#ifdef _WIN32
+        // Narrow names are in the ANSI code page on Windows; ours are UTF-8.
+        file_ = _wfopen(std::filesystem::u8path(path).c_str(), L"wb");
+#else
         file_ = std::fopen(path.c_str(), "wb");
+#endif
         if (!file_) return false;
+        // Blocks arrive a frame at a time (8 KiB for stereo AAC): gather a megabyte per write.
+        std::setvbuf(file_, nullptr, _IOFBF, size_t{1} << 20);
         ownsFile_ = true;
         seekable_ = true;
     }

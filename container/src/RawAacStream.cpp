@@ -249,6 +249,7 @@ bool OpenRawAacStream(RawAacStream& stream, FILE* file) {
     const long used = NeAACDecInit(stream.decoder, stream.buffer, static_cast<unsigned long>(stream.bytesInBuffer), &rate,
                                    &ignoredChannels);
     if (used < 0) return false;
+    StartFrameCounter(stream.decoder);
     ConsumeStreamBytes(stream, static_cast<uint32_t>(used));
     // The initialisation's rate replaces the probe's; its channel count is not used, the
     // probe's (from a decoded frame, after any upmix) stays.
@@ -266,5 +267,5 @@ bool OpenRawAacStream(RawAacStream& stream, FILE* file) {
 }
 
 bool OpenRawAacStream(RawAacStream& stream, const WCHAR* path) {
-    return OpenRawAacStream(stream, _wfopen(path, u"rb"));
+    return OpenRawAacStream(stream, _wfopen(path, ZORV_WIDE("rb")));
 }

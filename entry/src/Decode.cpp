@@ -3,12 +3,6 @@
 #include "ContainerProbe.h"
 #include "DecodeJob.h"
 
-#if defined(_WIN32)
-#define ZORV_EXPORT __declspec(dllexport)
-#else
-#define ZORV_EXPORT __attribute__((visibility("default")))
-#endif
-
 // Copies the request into a DecodeJob, asks the lossless probe which job it is, and starts that
 // job on a thread of its own. Returns the thread's handle (the caller closes it), or null when
 // no job could be started; everything later is reported through messages.

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr WCHAR kSiblingModule[] = u"zorv_ffmpeg.dll";
+constexpr WCHAR kSiblingModule[] = ZORV_WIDE("zorv_ffmpeg.dll");
 
 // Loaded on first need and never freed. Two jobs reaching a hand-over point together may both
 // load the module; the loader's reference count makes that harmless. Atomic only so that the

@@ -14,7 +14,11 @@
 
 #include "Win32Api.h"
 
-#if defined(ZORV_TARNBASE_BUILDING) && !defined(_WIN32)
+#if defined(_WIN32) && defined(ZORV_TARNBASE_BUILDING)
+#define TARNBASE_API __declspec(dllexport)
+#elif defined(_WIN32)
+#define TARNBASE_API __declspec(dllimport)
+#elif defined(ZORV_TARNBASE_BUILDING)
 #define TARNBASE_API __attribute__((visibility("default")))
 #else
 #define TARNBASE_API

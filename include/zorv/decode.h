@@ -25,8 +25,10 @@
 
 #if defined(_WIN32)
 typedef wchar_t ZorvPathChar;
+typedef unsigned long ZorvDword; /* DWORD */
 #else
 typedef char16_t ZorvPathChar;
+typedef uint32_t ZorvDword;
 #endif
 
 #ifdef __cplusplus
@@ -51,9 +53,9 @@ typedef struct PcmBlock {
 #pragma pack(pop)
 
 /* Returns the job thread's handle, or NULL when no job could be started. */
-typedef void* (*ZorvDecodeFn)(const ZorvPathChar* path, uint32_t hostThreadId, uint64_t* startPosition,
-                              uint32_t msgFailed, uint32_t msgDone, uint32_t msgBlock, uint32_t msgFormat,
-                              uint32_t trackNumber);
+typedef void* (*ZorvDecodeFn)(const ZorvPathChar* path, ZorvDword hostThreadId, uint64_t* startPosition,
+                              unsigned int msgFailed, unsigned int msgDone, unsigned int msgBlock,
+                              unsigned int msgFormat, ZorvDword trackNumber);
 
 #ifdef __cplusplus
 }

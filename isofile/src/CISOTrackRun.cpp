@@ -5,6 +5,7 @@ void CISOTrackRun::ParsePayload(CISOBoxReader& payload, int) {
     const uint8_t version = payload.U8();
     flags_ = payload.U24();
     sampleCount_ = payload.U32();
+    signedOffsets_ = version != 0;
     if (flags_ & kDataOffset) dataOffset_ = static_cast<int32_t>(payload.U32());
     if (flags_ & kFirstSampleFlags) payload.U32();  // not a source of sample flags here
     const bool hasDuration = flags_ & kSampleDuration;
@@ -28,7 +29,7 @@ void CISOTrackRun::ParsePayload(CISOBoxReader& payload, int) {
         if (hasOffset) {
             const uint32_t raw = payload.U32();
             compositionOffsets_.push_back(
-                version == 0 ? uint64_t{raw} : static_cast<uint64_t>(int64_t{static_cast<int32_t>(raw)}));
+                signedOffsets_ ? static_cast<uint64_t>(int64_t{static_cast<int32_t>(raw)}) : uint64_t{raw});
         }
     }
 }

@@ -8,9 +8,15 @@
 #include "CISOException.h"
 #include "CISOFreeSpaceBox.h"
 #include "CISOMetaBox.h"
+#include "ISOLimits.h"
 
 namespace {
 const char kSource[] = "..\\..\\src\\ISOMovieImpl";
+
+bool IsRecordOnly(uint32_t type) {
+    return type == kBoxSidx || type == kBoxMeta || type == kBoxWide || type == kBoxFree || type == kBoxSkip ||
+           type == kBoxUuid || type == kBoxUdta;
+}
 
 template <typename T, typename... Args>
 std::unique_ptr<T> Create(Args&&... args) {
@@ -31,6 +37,7 @@ uint64_t ISOMovieImpl::Read() {
     const uint64_t streamSize = buffer.StreamSize();
     CISOBoxReader top(buffer, streamSize);
     uint64_t consumed = 0;
+    uint64_t recorded = 0;
     bool movieParsed = false;
     const int depth = 1;  // children of the file
     while (buffer.HasData()) {
@@ -40,6 +47,10 @@ uint64_t ISOMovieImpl::Read() {
             header.type = kBoxInvalid;
         }
         if (header.type == kBoxInvalid) return movieParsed ? consumed : 0;
+        // Boxes kept only as a record of the file (nothing on the read path looks into them) are
+        // kept up to a number; later ones are passed over like unknown boxes, so that a file of
+        // millions of empty boxes does not cost an object for each.
+        if (IsRecordOnly(header.type) && ++recorded > isolimits::kMaxRecordOnlyBoxes) header.type = kBoxNone;
         CISOBoxReader payload = top.Sub(header.PayloadSize());
         switch (header.type) {
             case kBoxFtyp:
@@ -59,22 +70,18 @@ uint64_t ISOMovieImpl::Read() {
                 break;
             }
             case kBoxMoof: {
+                // Only the fragment's runs outlive its parse (see ISOFragmentTable.h).
                 auto fragment = Create<CISOMovieFragment>();
                 fragment->SetExtent(header.position, header.size);
                 fragment->Parse(payload, depth);
-                fragments_.push_back(fragment.get());
-                Keep(std::move(fragment));
+                fragmentRuns_.Append(*fragment);
                 break;
             }
-            case kBoxMdat: {
-                auto data = Create<CISOMediaData>();
-                data->SetExtent(header.position, header.size);
-                mediaData_.push_back(data.get());
-                Keep(std::move(data));
-                // The payload is not read: the buffer starts again right after the box.
+            case kBoxMdat:
+                // The payload is not read: the buffer starts again right after the box. Samples
+                // are found through the tables and runs, so the box itself is not kept either.
                 buffer.Reset(header.position + header.size);
                 break;
-            }
             case kBoxSidx: {
                 auto index = Create<CISOSegmentIndex>();
                 index->SetExtent(header.position, header.size);

@@ -30,21 +30,17 @@ bool AddOffset(uint64_t base, int64_t delta, uint64_t extra, uint64_t& out) {
 
 ISOTrackReaderImpl::ISOTrackReaderImpl(const CISOTrack& track, const ISOMovieImpl& movie,
                                        ISOGenericStream& stream)
-    : table_(track.SampleTable()), stream_(stream) {
+    : table_(track.SampleTable()), fragments_(movie.FragmentRuns()), stream_(stream) {
     if (table_ != nullptr && table_->SampleSizes() != nullptr) {
         tableSampleCount_ = table_->SampleSizes()->SampleCount();
     }
     const uint32_t trackId = track.Header()->TrackId();  // a parsed track always has its header
     const CISOMovieExtends* extends = movie.Movie()->Extends();
     if (extends != nullptr) trackExtends_ = extends->ForTrack(trackId);
-    for (const CISOMovieFragment* fragment : movie.Fragments()) {
-        for (const auto& trackFragment : fragment->TrackFragments()) {
-            if (trackFragment->Header()->TrackId() != trackId) continue;
-            for (const auto& run : trackFragment->Runs()) {
-                runs_.push_back({trackFragment->Header(), run.get()});
-                runTotals_.Append(run->SampleCount());
-            }
-        }
+    for (const ISOFragmentTable::Run& run : fragments_.Runs()) {
+        if (run.trackId != trackId) continue;
+        runs_.push_back(&run);
+        runTotals_.Append(run.sampleCount);
     }
 }
 
@@ -108,11 +104,10 @@ int32_t ISOTrackReaderImpl::LocateTableSample(uint32_t index, ISOSampleInfo& inf
 int32_t ISOTrackReaderImpl::LocateFragmentSample(uint64_t index, ISOSampleInfo& info) {
     const size_t k = runTotals_.Find(index, runCursor_);
     if (k == ISOCumulativeIndex::kNotFound) return kPastEnd;
-    const CISOTrackFragmentHeader& tfhd = *runs_[k].header;
-    const CISOTrackRun& run = *runs_[k].run;
+    const ISOFragmentTable::Run& run = *runs_[k];
     const uint32_t j = static_cast<uint32_t>(index - runTotals_.StartOf(k));  // < the run's count
-    const uint32_t runFlags = run.Flags();
-    const uint32_t tfhdFlags = tfhd.Flags();
+    const uint32_t runFlags = run.runFlags;
+    const uint32_t tfhdFlags = run.headerFlags;
     const CISOTrackExtends* trex = trackExtends_;
 
     // Each field from its first source: the run's per-sample value, the fragment header's
@@ -120,15 +115,15 @@ int32_t ISOTrackReaderImpl::LocateFragmentSample(uint64_t index, ISOSampleInfo& 
     // The header holds the resolved base (its explicit base data offset or the moof's position),
     // which is the definition's "base data offset as held, minus 8" (the held value counts from
     // the moof's payload).
-    const uint64_t base = tfhd.BaseDataOffset();
-    const int64_t dataOffset = (runFlags & CISOTrackRun::kDataOffset) ? run.DataOffset() : 0;
+    const uint64_t base = run.baseDataOffset;
+    const int64_t dataOffset = (runFlags & CISOTrackRun::kDataOffset) ? run.dataOffset : 0;
     bool offsetOk = true;
     if (runFlags & CISOTrackRun::kSampleSize) {
-        info.size = run.SizeOf(j);
-        offsetOk = AddOffset(base, dataOffset, run.BytesBefore(j), info.fileOffset);
+        info.size = fragments_.SizeOf(run, j);
+        offsetOk = AddOffset(base, dataOffset, fragments_.BytesBefore(run, j), info.fileOffset);
     } else if (tfhdFlags & CISOTrackFragmentHeader::kDefaultSize) {
-        info.size = tfhd.DefaultSize();
-        offsetOk = AddOffset(base, dataOffset, uint64_t{tfhd.DefaultSize()} * j, info.fileOffset);
+        info.size = run.defaultSize;
+        offsetOk = AddOffset(base, dataOffset, uint64_t{run.defaultSize} * j, info.fileOffset);
     } else if (trex != nullptr) {
         info.size = trex->DefaultSize();
         offsetOk = AddOffset(base, dataOffset, uint64_t{trex->DefaultSize()} * j, info.fileOffset);
@@ -138,9 +133,9 @@ int32_t ISOTrackReaderImpl::LocateFragmentSample(uint64_t index, ISOSampleInfo& 
     }
 
     if (runFlags & CISOTrackRun::kSampleDuration) {
-        info.duration = run.DurationOf(j);
+        info.duration = fragments_.DurationOf(run, j);
     } else if (tfhdFlags & CISOTrackFragmentHeader::kDefaultDuration) {
-        info.duration = tfhd.DefaultDuration();
+        info.duration = run.defaultDuration;
     } else if (trex != nullptr) {
         info.duration = trex->DefaultDuration();
     }
@@ -148,9 +143,9 @@ int32_t ISOTrackReaderImpl::LocateFragmentSample(uint64_t index, ISOSampleInfo& 
     bool hasFlags = true;
     uint32_t sampleFlags = 0;
     if (runFlags & CISOTrackRun::kSampleFlags) {
-        sampleFlags = run.FlagsOf(j);
+        sampleFlags = fragments_.FlagsOf(run, j);
     } else if (tfhdFlags & CISOTrackFragmentHeader::kDefaultFlags) {
-        sampleFlags = tfhd.DefaultFlags();
+        sampleFlags = run.defaultFlags;
     } else if (trex != nullptr) {
         sampleFlags = trex->DefaultFlags();
     } else {
@@ -158,6 +153,8 @@ int32_t ISOTrackReaderImpl::LocateFragmentSample(uint64_t index, ISOSampleInfo& 
     }
     info.sync = !hasFlags ? 2 : ((sampleFlags & kSampleIsNonSync) ? 0 : 1);
 
-    if (runFlags & CISOTrackRun::kSampleCompositionOffset) info.compositionOffset = run.CompositionOffsetOf(j);
+    if (runFlags & CISOTrackRun::kSampleCompositionOffset) {
+        info.compositionOffset = fragments_.CompositionOffsetOf(run, j);
+    }
     return offsetOk ? kOk : kUnreadable;
 }

@@ -1,6 +1,7 @@
 #include "Mp4Metadata.h"
 
 #include "Mp4BoxHeader.h"
+#include "Mp4Limits.h"
 
 namespace {
 
@@ -46,9 +47,19 @@ Mp4FreeformItem ParseFreeform(Mp4Reader payload, int depth) {
 
 std::vector<Mp4FreeformItem> Mp4ParseIlst(Mp4Reader payload, int depth) {
     std::vector<Mp4FreeformItem> items;
-    Mp4ForEachChild(payload, depth, [&](const Mp4BoxHeader& header, Mp4Reader child, Mp4Reader) {
-        if (header.box == Mp4Box::Freeform) items.push_back(ParseFreeform(child, depth + 1));
-    });
+    // An item with a malformed box (a mean, name or data box too short for its fields) is
+    // dropped, so it gives no gapless data; a header that cannot be read ends the list with the
+    // items before it.
+    try {
+        Mp4ForEachChild(payload, depth, [&](const Mp4BoxHeader& header, Mp4Reader child, Mp4Reader) {
+            if (header.box != Mp4Box::Freeform || items.size() >= kMp4MaxMetadataItems) return;
+            try {
+                items.push_back(ParseFreeform(child, depth + 1));
+            } catch (const Mp4Error&) {
+            }
+        });
+    } catch (const Mp4Error&) {
+    }
     return items;
 }
 

@@ -201,10 +201,17 @@ Mp4Movie Mp4ParseMovie(Mp4Reader moovPayload) {
                 sawIods = true;
                 break;
             case Mp4Box::Trak:
-                movie.tracks.push_back(ParseTrak(child, kMoovChildDepth + 1));
+                if (movie.tracks.size() < kMp4MaxTracks) movie.tracks.push_back(ParseTrak(child, kMoovChildDepth + 1));
                 break;
             case Mp4Box::Udta:
-                if (!sawUdta) ParseUdta(child, kMoovChildDepth + 1, movie);
+                // Nothing under udta is needed to decode: a malformed box there costs the
+                // metadata read from it, never the file.
+                if (!sawUdta) {
+                    try {
+                        ParseUdta(child, kMoovChildDepth + 1, movie);
+                    } catch (const Mp4Error&) {
+                    }
+                }
                 sawUdta = true;
                 break;
             default:

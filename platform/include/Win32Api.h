@@ -14,7 +14,10 @@
 #include <windows.h>
 #include <io.h>
 #include <stdio.h>
+/* A string literal of WCHAR: wchar_t on Windows, char16_t elsewhere. */
+#define ZORV_WIDE(text) L##text
 #else
+#define ZORV_WIDE(text) u##text
 
 #include <stddef.h>
 #include <stdint.h>

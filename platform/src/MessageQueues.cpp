@@ -1,25 +1,58 @@
 // Per-thread message queues. As on Windows, a thread has a queue only once it has called
 // PeekMessageW or GetMessageW; posting to a thread without one fails. The queue goes away when
 // its thread ends.
+//
+// The path of a message is lean: a poster finds the queue through a one-entry cache of its own
+// (a job posts to one host thread for its whole life), so only the first post to a thread
+// takes the process-wide registry lock; the queue is a ring that grows by doubling, so a post
+// allocates nothing once the ring has reached the largest backlog; and the receiver sleeps on a
+// futex word that posters wake only when it is actually asleep.
 #include "MessageQueues.h"
 
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
+#include <vector>
 
+#include "Futex.h"
 #include "KernelObject.h"
 
 using namespace zorv::win32;
 
 namespace {
 
+constexpr size_t kInitialCapacity = 16;
+
 struct Queue {
-    std::mutex mutex;
-    std::condition_variable arrived;
-    std::deque<MSG> messages;
+    std::mutex lock;                 // this queue only: the ring and `alive`
+    std::vector<MSG> ring = std::vector<MSG>(kInitialCapacity);
+    size_t head = 0;
+    size_t count = 0;
+    bool alive = true;               // false once the owner thread has ended
+    std::atomic<uint32_t> posted{0};    // bumped by every post: the word the owner sleeps on
+    std::atomic<uint32_t> sleeping{0};  // 1 while the owner may be asleep on `posted`
+
+    MSG& At(size_t i) { return ring[(head + i) & (ring.size() - 1)]; }
+
+    void Push(const MSG& msg) {
+        if (count == ring.size()) {
+            std::vector<MSG> larger(ring.size() * 2);
+            for (size_t i = 0; i < count; ++i) larger[i] = At(i);
+            ring.swap(larger);
+            head = 0;
+        }
+        At(count++) = msg;
+    }
+
+    void Erase(size_t i) {
+        if (i == 0) {
+            head = (head + 1) & (ring.size() - 1);
+        } else {
+            for (; i + 1 < count; ++i) At(i) = At(i + 1);
+        }
+        --count;
+    }
 };
 
 std::mutex& RegistryMutex() {
@@ -38,13 +71,29 @@ struct QueueOwner {
     ~QueueOwner() { Drop(); }
     void Drop() {
         if (threadId == 0) return;
-        std::lock_guard<std::mutex> lock(RegistryMutex());
-        Registry().erase(threadId);
+        {
+            std::lock_guard<std::mutex> lock(RegistryMutex());
+            Registry().erase(threadId);
+        }
+        {
+            std::lock_guard<std::mutex> lock(queue->lock);
+            queue->alive = false;
+            std::vector<MSG>().swap(queue->ring);  // a poster's cache may keep the queue a while
+            queue->count = 0;
+        }
         threadId = 0;
         queue.reset();
     }
 };
 thread_local QueueOwner tlsQueue;
+
+// The queue this thread last posted to. Ids are never reused, so a cached id cannot come to
+// name another thread's queue; a queue whose owner has ended says so through `alive`.
+struct PostTarget {
+    DWORD threadId = 0;
+    std::shared_ptr<Queue> queue;
+};
+thread_local PostTarget tlsPostTarget;
 
 Queue& CurrentQueue() {
     if (!tlsQueue.queue) {
@@ -56,17 +105,30 @@ Queue& CurrentQueue() {
     return *tlsQueue.queue;
 }
 
+Queue* FindQueue(DWORD threadId) {
+    PostTarget& target = tlsPostTarget;
+    if (target.threadId != threadId || !target.queue) {
+        std::lock_guard<std::mutex> lock(RegistryMutex());
+        auto it = Registry().find(threadId);
+        if (it == Registry().end()) return nullptr;
+        target.threadId = threadId;
+        target.queue = it->second;
+    }
+    return target.queue.get();
+}
+
 bool InFilter(const MSG& msg, UINT filterMin, UINT filterMax) {
     if (filterMin == 0 && filterMax == 0) return true;
     return msg.message >= filterMin && msg.message <= filterMax;
 }
 
-// Takes the first message that passes the filter; the queue's mutex must be held.
-bool TakeLocked(Queue& queue, MSG* msg, UINT filterMin, UINT filterMax, bool remove) {
-    for (auto it = queue.messages.begin(); it != queue.messages.end(); ++it) {
-        if (!InFilter(*it, filterMin, filterMax)) continue;
-        if (msg) *msg = *it;
-        if (remove) queue.messages.erase(it);
+// Takes the first message that passes the filter.
+bool Take(Queue& queue, MSG* msg, UINT filterMin, UINT filterMax, bool remove) {
+    std::lock_guard<std::mutex> lock(queue.lock);
+    for (size_t i = 0; i < queue.count; ++i) {
+        if (!InFilter(queue.At(i), filterMin, filterMax)) continue;
+        if (msg) *msg = queue.At(i);
+        if (remove) queue.Erase(i);
         return true;
     }
     return false;
@@ -86,33 +148,34 @@ void DestroyCurrentThreadQueue() { tlsQueue.Drop(); }
 extern "C" {
 
 BOOL PostThreadMessageW(DWORD threadId, UINT message, WPARAM wParam, LPARAM lParam) {
-    std::shared_ptr<Queue> queue;
-    {
-        std::lock_guard<std::mutex> lock(RegistryMutex());
-        auto it = Registry().find(threadId);
-        if (it != Registry().end()) queue = it->second;
-    }
-    if (!queue) {
-        SetLastError(ERROR_INVALID_THREAD_ID);
-        return FALSE;
-    }
+    Queue* queue = FindQueue(threadId);
     MSG msg{};
     msg.message = message;
     msg.wParam = wParam;
     msg.lParam = lParam;
     msg.time = TickCount();
-    {
-        std::lock_guard<std::mutex> lock(queue->mutex);
-        queue->messages.push_back(msg);
+    bool posted = false;
+    if (queue != nullptr) {
+        std::lock_guard<std::mutex> lock(queue->lock);
+        if (queue->alive) {
+            queue->Push(msg);
+            posted = true;
+        }
     }
-    queue->arrived.notify_all();
+    if (!posted) {
+        tlsPostTarget = PostTarget{};
+        SetLastError(ERROR_INVALID_THREAD_ID);
+        return FALSE;
+    }
+    // Pairs with GetMessageW: either the owner sees the message before it sleeps, or the bump
+    // changes the word it sleeps on and, as it is marked asleep, it is woken.
+    queue->posted.fetch_add(1, std::memory_order_seq_cst);
+    if (queue->sleeping.load(std::memory_order_seq_cst) != 0) FutexWake(queue->posted, 1);
     return TRUE;
 }
 
 BOOL PeekMessageW(MSG* msg, HWND, UINT filterMin, UINT filterMax, UINT removeFlags) {
-    Queue& queue = CurrentQueue();
-    std::lock_guard<std::mutex> lock(queue.mutex);
-    return TakeLocked(queue, msg, filterMin, filterMax, (removeFlags & PM_REMOVE) != 0) ? TRUE : FALSE;
+    return Take(CurrentQueue(), msg, filterMin, filterMax, (removeFlags & PM_REMOVE) != 0) ? TRUE : FALSE;
 }
 
 BOOL GetMessageW(MSG* msg, HWND, UINT filterMin, UINT filterMax) {
@@ -121,8 +184,17 @@ BOOL GetMessageW(MSG* msg, HWND, UINT filterMin, UINT filterMax) {
         return -1;
     }
     Queue& queue = CurrentQueue();
-    std::unique_lock<std::mutex> lock(queue.mutex);
-    queue.arrived.wait(lock, [&] { return TakeLocked(queue, msg, filterMin, filterMax, true); });
+    while (!Take(queue, msg, filterMin, filterMax, true)) {
+        queue.sleeping.store(1, std::memory_order_seq_cst);
+        const uint32_t seen = queue.posted.load(std::memory_order_seq_cst);
+        if (!Take(queue, msg, filterMin, filterMax, true)) {
+            FutexWait(queue.posted, seen, nullptr);
+            queue.sleeping.store(0, std::memory_order_relaxed);
+            continue;
+        }
+        queue.sleeping.store(0, std::memory_order_relaxed);
+        break;
+    }
     return msg->message == WM_QUIT ? FALSE : TRUE;
 }
 

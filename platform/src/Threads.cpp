@@ -1,7 +1,16 @@
 // Threads with Win32 semantics: created running or suspended, a handle that becomes signalled
-// when the thread procedure returns and stays valid (with the exit code) until CloseHandle.
+// when the thread has ended and stays valid (with the exit code) until CloseHandle.
+//
+// "Ended" means gone: after the procedure returns the thread still runs its thread-local
+// destructors and the C library's own clean-up (the loader frees its per-thread error text
+// there, for one). A host that exits as soon as the wait returns must not find any of that
+// still allocated, so the handle is signalled only once a waiter has joined the thread. The
+// exit after the procedure is short and bounded; a wait with a time-out may overrun by that.
 #include <pthread.h>
 
+#include <new>
+
+#include "Futex.h"
 #include "KernelObject.h"
 #include "MessageQueues.h"
 
@@ -9,14 +18,10 @@ using namespace zorv::win32;
 
 namespace {
 
-thread_local ThreadObject* tlsCurrentThread = nullptr;
-
 void* ThreadMain(void* argument) {
     auto* thread = static_cast<ThreadObject*>(argument);
-    tlsCurrentThread = thread;
-    {
-        std::unique_lock<std::mutex> lock(thread->mutex);
-        thread->changed.wait(lock, [thread] { return thread->suspendCount == 0; });
+    for (uint32_t count; (count = thread->suspendCount.load(std::memory_order_acquire)) != 0;) {
+        FutexWait(thread->suspendCount, count, nullptr);
     }
     // The id was fixed at creation so that CreateThread could report it; make it this thread's.
     BindCurrentThreadId(thread->threadId);
@@ -25,17 +30,28 @@ void* ThreadMain(void* argument) {
 
     // A queue created by this thread disappears with it: later posts to its id fail.
     DestroyCurrentThreadQueue();
-    {
-        std::lock_guard<std::mutex> lock(thread->mutex);
-        thread->exitCode = exitCode;
-        thread->signalled = true;
-    }
-    thread->changed.notify_all();
-    Release(thread);  // the running thread's reference
+    thread->exitCode.store(exitCode, std::memory_order_relaxed);
+    SignalObject(*thread, kReturned);  // waiters now join the thread (WaitObject)
+    Release(thread);                   // the running thread's reference
     return nullptr;
 }
 
 }  // namespace
+
+namespace zorv::win32 {
+
+void JoinThread(ThreadObject& thread) {
+    pthread_join(thread.native, nullptr);
+    thread.joinable = false;
+    SignalObject(thread, kSignalled);
+}
+
+// The last reference is gone: nobody waits, so nobody will join a thread that still exits.
+ThreadObject::~ThreadObject() {
+    if (joinable) pthread_detach(native);
+}
+
+}  // namespace zorv::win32
 
 extern "C" {
 
@@ -46,23 +62,23 @@ HANDLE CreateThread(void*, size_t stackSize, LPTHREAD_START_ROUTINE start, LPVOI
         return nullptr;
     }
     auto* thread = new (std::nothrow) ThreadObject();
-    if (!thread) {
+    HANDLE handle = thread ? Register(thread, 2) : nullptr;  // the handle and the running thread
+    if (handle == nullptr) {
+        delete thread;
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
     thread->start = start;
     thread->parameter = parameter;
     thread->threadId = NewThreadId();
-    thread->suspendCount = (creationFlags & CREATE_SUSPENDED) ? 1 : 0;
-    thread->references = 2;  // the handle and the running thread
-    HANDLE handle = Register(thread);
+    thread->suspendCount.store((creationFlags & CREATE_SUSPENDED) ? 1 : 0, std::memory_order_relaxed);
 
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     if (stackSize != 0) pthread_attr_setstacksize(&attributes, stackSize);
-    pthread_t native;
-    const int rc = pthread_create(&native, &attributes, ThreadMain, thread);
+    // Nobody can wait on the handle before this call returns it, so `native` and `joinable`
+    // are set before any JoinThread or ~ThreadObject reads them.
+    const int rc = pthread_create(&thread->native, &attributes, ThreadMain, thread);
     pthread_attr_destroy(&attributes);
     if (rc != 0) {
         Release(thread);  // the thread that never ran
@@ -70,6 +86,7 @@ HANDLE CreateThread(void*, size_t stackSize, LPTHREAD_START_ROUTINE start, LPVOI
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
+    thread->joinable = true;
     if (threadId) *threadId = thread->threadId;
     return handle;
 }
@@ -83,13 +100,12 @@ DWORD ResumeThread(HANDLE handle) {
         return static_cast<DWORD>(-1);
     }
     auto* thread = static_cast<ThreadObject*>(object);
-    DWORD previous;
-    {
-        std::lock_guard<std::mutex> lock(thread->mutex);
-        previous = thread->suspendCount;
-        if (thread->suspendCount > 0) --thread->suspendCount;
+    uint32_t previous = thread->suspendCount.load(std::memory_order_relaxed);
+    while (previous > 0 && !thread->suspendCount.compare_exchange_weak(previous, previous - 1,
+                                                                        std::memory_order_release,
+                                                                        std::memory_order_relaxed)) {
     }
-    thread->changed.notify_all();
+    if (previous == 1) FutexWake(thread->suspendCount, 1);
     Release(object);
     return previous;
 }
@@ -102,10 +118,9 @@ BOOL GetExitCodeThread(HANDLE handle, DWORD* exitCode) {
         SetLastError(ERROR_INVALID_HANDLE);
         return FALSE;
     }
-    {
-        std::lock_guard<std::mutex> lock(object->mutex);
-        *exitCode = static_cast<ThreadObject*>(object)->exitCode;
-    }
+    // The code is stored before kReturned is set; until then the thread is still active.
+    const bool returned = (object->state.load(std::memory_order_acquire) & kReturned) != 0;
+    *exitCode = returned ? static_cast<ThreadObject*>(object)->exitCode.load(std::memory_order_relaxed) : STILL_ACTIVE;
     Release(object);
     return TRUE;
 }

@@ -23,8 +23,8 @@ using testhost::RunOptions;
 
 // Starts the lossless job directly, the way Decode does once its probe has said "ALAC", so
 // these tests do not depend on the probe.
-void* StartAlacJob(const ZorvPathChar* path, uint32_t hostThreadId, uint64_t* startPosition, uint32_t msgFailed,
-                   uint32_t msgDone, uint32_t msgBlock, uint32_t msgFormat, uint32_t trackNumber) {
+void* StartAlacJob(const WCHAR* path, DWORD hostThreadId, uint64_t* startPosition, UINT msgFailed,
+                   UINT msgDone, UINT msgBlock, UINT msgFormat, DWORD trackNumber) {
     DecodeJob* job = NewDecodeJob(path, hostThreadId, startPosition, msgFailed, msgDone, msgBlock, msgFormat,
                                   trackNumber);
     return job ? StartDecodeJob(job, RunAlacJob) : nullptr;

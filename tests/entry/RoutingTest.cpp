@@ -21,6 +21,10 @@ const std::string kTone48 = "-f lavfi -i \"sine=frequency=660:sample_rate=48000:
 std::string AacThenAlac() {
     return testfiles::FfmpegFile("route-aac-then-alac.m4a", kTone + " " + kTone48 + " -map 0 -map 1 -c:a:0 aac -c:a:1 alac -sample_fmt:a:1 s16p");
 }
+std::string AacThenXhe() {
+    return testfiles::FfmpegFile("route-aac-then-xhe.m4a", kTone + " -i " + testfiles::DataFile("xhe_st44_p1.m4a") +
+                                                               " -map 0 -map 1 -c:a:0 aac -c:a:1 copy -f mp4");
+}
 std::string VideoThenAlac() {
     return testfiles::FfmpegFile("route-video-then-alac.mp4", "-f lavfi -i color=c=blue:s=64x64:d=1 " + kTone +
                                                                   " -map 0 -map 1 -c:v mpeg4 -c:a alac -sample_fmt s16p");
@@ -51,7 +55,7 @@ std::string WithConfig(const std::string& name, const std::vector<uint8_t>& conf
     });
 }
 
-HMODULE Sibling() { return LoadLibraryW(u"zorv_ffmpeg.dll"); }
+HMODULE Sibling() { return LoadLibraryW(ZORV_WIDE("zorv_ffmpeg.dll")); }
 
 int SiblingJobsEnded() {
     auto fn = reinterpret_cast<int (*)()>(GetProcAddress(Sibling(), "TestSiblingJobsEnded"));
@@ -134,10 +138,11 @@ TEST(Routing, UsacTracksGoToTheXheAacJob) {
     testhost::JobRecord r = testhost::RunJob(usac);
     EXPECT_EQ(SiblingJobsEnded(), before) << "never the FAAD2 path or its hand-over";
     EXPECT_EQ(r.finalMessages, 1);
-    if (r.gotFormat) {
-        EXPECT_EQ(r.format.isFloat, 0u) << "the xHE-AAC job delivers integers";
-        EXPECT_EQ(r.format.lossySource, 1);
-    }
+    EXPECT_TRUE(r.gotFormat && r.format.isFloat == 0 && r.format.lossySource == 1) << "xHE-AAC delivers integers";
+    // Behind an AAC track: sound track 2 is the xHE-AAC one, sound track 1 still goes to FAAD2.
+    const testhost::JobRecord second = RunAt(AacThenXhe(), 2);
+    EXPECT_TRUE(second.gotFormat && second.format.isFloat == 0 && second.format.lossySource == 1);
+    EXPECT_TRUE(IsFaad(RunAt(AacThenXhe(), 1)));
 }
 
 }  // namespace

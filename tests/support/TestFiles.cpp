@@ -1,13 +1,13 @@
 #include "TestFiles.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -19,25 +19,19 @@ namespace testfiles {
 
 namespace {
 bool Exists(const std::string& path) {
-    struct stat st {};
-    return ::stat(path.c_str(), &st) == 0;
+    std::error_code error;
+    return std::filesystem::exists(path, error);
 }
 
 long FileSize(const std::string& path) {
-    struct stat st {};
-    return ::stat(path.c_str(), &st) == 0 ? static_cast<long>(st.st_size) : -1;
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    return error ? -1 : static_cast<long>(size);
 }
 
 void MakeDirs(const std::string& dir) {
-    std::string partial;
-    std::stringstream ss(dir);
-    std::string piece;
-    if (!dir.empty() && dir[0] == '/') partial = "/";
-    while (std::getline(ss, piece, '/')) {
-        if (piece.empty()) continue;
-        partial += piece + "/";
-        ::mkdir(partial.c_str(), 0755);
-    }
+    std::error_code error;
+    std::filesystem::create_directories(dir, error);
 }
 }  // namespace
 
@@ -89,9 +83,8 @@ std::string Ffmpeg() { return "ffmpeg -nostdin -hide_banner -loglevel error -y";
 std::string Ffprobe() { return "ffprobe -v error"; }
 
 std::vector<float> FfmpegFloats(const std::string& path) {
-    const std::string out = ScratchDir() + "/ffmpeg.f32";
-    if (!Run(Ffmpeg() + " -c:a aac -i '" + path + "' -f f32le " + out)) return {};
-    const std::vector<uint8_t> bytes = ReadAll(out);
+    const std::string name = std::filesystem::path(path).filename().string() + ".ffmpeg.f32";
+    const std::vector<uint8_t> bytes = ReadAll(FfmpegFile(name, "-c:a aac -i '" + path + "' -f f32le"));
     std::vector<float> samples(bytes.size() / 4);
     if (!samples.empty()) std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
     return samples;
@@ -146,13 +139,19 @@ bool WriteAll(const std::string& path, const std::vector<uint8_t>& bytes) {
 std::string ScratchDir() {
     static const std::string dir = [] {
         const char* base = std::getenv("TMPDIR");
-        std::string pattern = std::string(base && *base ? base : "/tmp") + "/zorv-test-XXXXXX";
-        std::vector<char> buf(pattern.begin(), pattern.end());
-        buf.push_back('\0');
-        const char* made = ::mkdtemp(buf.data());
-        std::string d = made ? made : "/tmp";
+        const std::string prefix = std::string(base && *base ? base : "/tmp") + "/zorv-test-" +
+                                   std::to_string(::getpid()) + "-";
+        std::string d;
+        std::error_code error;
+        for (int n = 0; d.empty() && n < 1000; ++n) {
+            if (std::filesystem::create_directory(prefix + std::to_string(n), error)) d = prefix + std::to_string(n);
+        }
+        if (d.empty()) return std::string("/tmp");
         static std::string toRemove = d;
-        std::atexit([] { std::system(("rm -rf '" + toRemove + "'").c_str()); });
+        std::atexit([] {
+            std::error_code ignored;
+            std::filesystem::remove_all(toRemove, ignored);
+        });
         return d;
     }();
     return dir;

@@ -30,7 +30,8 @@ bool Run(const std::string& command);
 std::string Ffmpeg();   // "ffmpeg -nostdin -hide_banner -loglevel error -y"
 std::string Ffprobe();  // "ffprobe -v error"
 
-// ffmpeg's own AAC decode of `path` (edit lists applied) as interleaved floats; empty on failure.
+// ffmpeg's own AAC decode of `path` (edit lists applied) as interleaved floats, kept beside the
+// generated material under the file's name (so `path` must be generated material too).
 std::vector<float> FfmpegFloats(const std::string& path);
 
 // ffprobe's records ("-of compact=p=0" lines: key=value|key=value) for `args` on `path`.

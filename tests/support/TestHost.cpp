@@ -49,9 +49,9 @@ BlockCopy Copy(const PcmBlock& b) {
 
 UINT MessageId(size_t job, int role) { return kBase + static_cast<UINT>(job) * 4 + static_cast<UINT>(role); }
 
-std::u16string Utf16(const std::string& utf8) {
+std::basic_string<WCHAR> Utf16(const std::string& utf8) {
     int n = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, nullptr, 0);
-    std::u16string out(static_cast<size_t>(n > 0 ? n : 1), u'\0');
+    std::basic_string<WCHAR> out(static_cast<size_t>(n > 0 ? n : 1), 0);
     if (n > 0) MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, &out[0], n);
     out.resize(out.empty() ? 0 : out.size() - 1);
     return out;
@@ -72,10 +72,10 @@ std::vector<JobRecord> RunJobs(const std::vector<std::string>& paths, const RunO
     for (size_t k = 0; k < paths.size(); ++k) {
         starts[k] = std::make_unique<uint64_t>(options.startValue);
         // The caller may free its path as soon as Decode returns: hand it a copy we then wipe.
-        std::u16string path = Utf16(paths[k]);
+        std::basic_string<WCHAR> path = Utf16(paths[k]);
         threads[k] = decode(path.c_str(), host, options.useStartPosition ? starts[k].get() : nullptr,
                             MessageId(k, 0), MessageId(k, 1), MessageId(k, 2), MessageId(k, 3), options.trackNumber);
-        std::fill(path.begin(), path.end(), u'#');
+        std::fill(path.begin(), path.end(), '#');
         records[k].started = threads[k] != nullptr;
         if (!threads[k]) continue;
         HANDLE watcher = CreateThread(nullptr, 0, WatchThread, new Watch{threads[k], host, k}, 0, nullptr);

@@ -29,3 +29,13 @@ void RunRawAacJob(DecodeJob& job, PcmBlock& block);
 // Creates a FAAD2 decoder configured for float output without down-mixing (optionally without
 // implicit SBR up-sampling). Null on failure.
 NeAACDecHandle OpenFloatDecoder(bool dontUpSampleImplicitSbr);
+
+// Makes the next frame the decoder decodes yield its samples; called right after every
+// initialisation. Freshly initialised, FAAD2 reports no samples for the first frame it decodes
+// (its frame counter starts at 0). The encoder delay counts sample frames from the stream's first
+// frame, so a withheld first frame would have to count as part of the delay, which cannot work
+// for a delay shorter than one frame (an edit list starting less than a frame in). With the
+// counter started at 1 every frame's samples come out and the delay is skipped exactly as the
+// file states it. A reset after a seek passes -1 instead, leaving the counter past the first
+// frame.
+void StartFrameCounter(NeAACDecHandle decoder);

@@ -57,6 +57,11 @@ inline uint32_t ReadAlacBits16(AlacBitReader& reader, uint32_t bitCount) {
 
 inline uint32_t ReadAlacBit(AlacBitReader& reader) { return ReadAlacBits16(reader, 1); }
 
+// Reads `count` values of `bitCount` (0..16) bits into `out`, exactly as `count` calls of
+// ReadAlacBits16 would, but several values from each 64-bit load (the shifted-out low bits of
+// wide samples come in runs of thousands).
+void ReadAlacBitsBlock(AlacBitReader& reader, uint16_t* out, uint32_t count, uint32_t bitCount);
+
 // Reads 0..32 bits as a 16-bit read followed by the rest.
 inline uint32_t ReadAlacBits32(AlacBitReader& reader, uint32_t bitCount) {
     assert(bitCount <= 32);

@@ -24,6 +24,13 @@ struct DecodeJob {
     DWORD trackNumber;        // 1-based sound track number, 0 = any
 };
 
+// Marks a module's one export, Decode (this module's and the sibling module's).
+#if defined(_WIN32)
+#define ZORV_EXPORT __declspec(dllexport)
+#else
+#define ZORV_EXPORT __attribute__((visibility("default")))
+#endif
+
 // A record holding a private copy of `path` and the other arguments; null when out of memory.
 DecodeJob* NewDecodeJob(const WCHAR* path, DWORD hostThreadId, uint64_t* startPosition, UINT msgFailed,
                         UINT msgDone, UINT msgBlock, UINT msgFormat, DWORD trackNumber);

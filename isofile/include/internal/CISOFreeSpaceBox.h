@@ -1,6 +1,6 @@
 // Boxes kept as raw payload bytes: top-level 'free', 'skip', 'uuid' and 'udta' (all recorded as
-// 'free' and not interpreted) and the QuickTime 'wide' placeholder (CQTPlaceholderAtom). The
-// payload lies inside the file, so the copy is bounded by the file's size.
+// 'free' and not interpreted) and the QuickTime 'wide' placeholder (CQTPlaceholderAtom). Only
+// the first isolimits::kMaxKeptPayloadBytes of the payload are kept; the rest is skipped unread.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,7 @@
 class CISOFreeSpaceBox : public CISOBox {
 public:
     explicit CISOFreeSpaceBox(uint32_t type = kBoxFree) : CISOBox(type) {}
+    // The payload's first bytes (all of it when it is short).
     const std::vector<uint8_t>& Payload() const { return payload_; }
 
 protected:

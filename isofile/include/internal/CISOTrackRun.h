@@ -30,6 +30,8 @@ public:
     uint32_t SizeOf(uint32_t j) const { return static_cast<uint32_t>(sizePrefix_[j + 1] - sizePrefix_[j]); }
     uint32_t FlagsOf(uint32_t j) const { return sampleFlags_[j]; }
     uint64_t CompositionOffsetOf(uint32_t j) const { return compositionOffsets_[j]; }
+    // Version 1 stores signed composition offsets; they are held sign-extended.
+    bool SignedCompositionOffsets() const { return signedOffsets_; }
     // Bytes of the run's samples before sample j (flag 0x200).
     uint64_t BytesBefore(uint32_t j) const { return sizePrefix_[j]; }
 
@@ -40,6 +42,7 @@ private:
     uint32_t flags_ = 0;
     uint32_t sampleCount_ = 0;
     int32_t dataOffset_ = 0;
+    bool signedOffsets_ = false;
     std::vector<uint32_t> durations_;
     std::vector<uint64_t> sizePrefix_;  // sizePrefix_[j] = bytes of samples 0..j-1
     std::vector<uint32_t> sampleFlags_;

@@ -1,5 +1,7 @@
 // The movie object: reads a file's top level (file and segment type, movie box, movie fragments,
-// media data and the kept raw boxes) and exposes the tracks, fragments and extends to readers.
+// media data and the kept raw boxes) and exposes the tracks, fragment runs and extends to readers.
+// Movie fragments and media data boxes are not kept as boxes: a fragment's runs go into the
+// fragment table, and media data is read through the sample tables and runs.
 #pragma once
 
 #include <cstdint>
@@ -7,10 +9,9 @@
 #include <vector>
 
 #include "CISOFile.h"
-#include "CISOMediaData.h"
 #include "CISOMovie.h"
-#include "CISOMovieFragment.h"
 #include "CISOSegmentIndex.h"
+#include "ISOFragmentTable.h"
 #include "ISOGenericStream.h"
 #include "ISOMovie.h"
 #include "ISOTrackImpl.h"
@@ -31,9 +32,9 @@ public:
     int32_t Mode() const { return mode_; }
     // The first movie box, or null.
     const CISOMovie* Movie() const { return movie_; }
-    const std::vector<const CISOMovieFragment*>& Fragments() const { return fragments_; }
-    const std::vector<const CISOMediaData*>& MediaData() const { return mediaData_; }
-    // Every kept top-level box in file order (segment indexes are not kept here).
+    const ISOFragmentTable& FragmentRuns() const { return fragmentRuns_; }
+    // Every kept top-level box in file order (segment indexes, fragments and media data are not
+    // kept here).
     const std::vector<const CISOBox*>& TopLevelBoxes() const { return topLevel_; }
 
 private:
@@ -46,8 +47,7 @@ private:
     std::vector<std::unique_ptr<CISOBox>> owned_;
     std::vector<const CISOBox*> topLevel_;
     const CISOMovie* movie_ = nullptr;
-    std::vector<const CISOMovieFragment*> fragments_;
-    std::vector<const CISOMediaData*> mediaData_;
+    ISOFragmentTable fragmentRuns_;
     std::vector<std::unique_ptr<CISOSegmentIndex>> segmentIndexes_;
     std::vector<std::unique_ptr<ISOTrackImpl>> tracks_;
 };

@@ -10,9 +10,8 @@
 
 #include "CISOTrack.h"
 #include "CISOTrackExtends.h"
-#include "CISOTrackFragmentHeader.h"
-#include "CISOTrackRun.h"
 #include "ISOCumulativeIndex.h"
+#include "ISOFragmentTable.h"
 #include "ISOGenericStream.h"
 #include "ISOTrackReader.h"
 
@@ -26,21 +25,17 @@ public:
     uint32_t SampleCount() override;
 
 private:
-    struct FragmentRun {
-        const CISOTrackFragmentHeader* header;
-        const CISOTrackRun* run;
-    };
-
     int32_t LocateTableSample(uint32_t index, ISOSampleInfo& info);
     int32_t LocateFragmentSample(uint64_t index, ISOSampleInfo& info);
 
     const CISOSampleTable* table_ = nullptr;
+    const ISOFragmentTable& fragments_;
     ISOGenericStream& stream_;
     const CISOTrackExtends* trackExtends_ = nullptr;
     uint32_t tableSampleCount_ = 0;
 
     // This track's runs in file order (fragment by fragment) with their running sample totals.
-    std::vector<FragmentRun> runs_;
+    std::vector<const ISOFragmentTable::Run*> runs_;
     ISOCumulativeIndex runTotals_;
 
     uint32_t cursor_ = 0;  // index of the next sample for a kCurrentSample read

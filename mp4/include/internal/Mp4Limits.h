@@ -14,3 +14,9 @@ constexpr uint64_t kMp4MaxMovieBytes = uint64_t{1} << 30;
 
 // Smallest box header: 32-bit size and 4-character type.
 constexpr size_t kMp4BoxHeaderBytes = 8;
+
+// Tracks and freeform metadata items read from one moov. Real files have a handful of each; every
+// one read costs hundreds of bytes, so a moov of millions of empty 'trak' or '----' boxes would
+// take far more memory than the file's size. Later ones are passed over.
+constexpr size_t kMp4MaxTracks = 1024;
+constexpr size_t kMp4MaxMetadataItems = 1024;

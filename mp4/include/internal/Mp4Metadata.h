@@ -24,6 +24,7 @@ struct Mp4FreeformItem {
 };
 
 // Parses the payload of an ilst box into its freeform items, in order (other items are skipped).
+// Never throws for malformed content: malformed items are left out.
 std::vector<Mp4FreeformItem> Mp4ParseIlst(Mp4Reader payload, int depth);
 
 // True when `item` answers a search for `meaning` and `name` ("" matches any name).

@@ -130,9 +130,9 @@ TEST(Mp4AacRealWorld, DeliveredFrames) {
     } rows[] = {
         {"rw_fdkaac_cli_lc_smpb.m4a", 2, 44100, 11187},
         {"rw_nero_lc_22k_mono_smpb.mp4", 2, 22050, 7119},
-        // Tag 2112/986 on AAC-LC: no SBR rewrite; 90112 untrimmed - (2112 - 1024) - 986.
+        // Tag 2112/986 on AAC-LC: no SBR rewrite; 89 * 1024 decoded - 2112 - 986.
         {"rw_itunes_aac_256k_smpb_excerpt.m4a", 2, 44100, 88038},
-        // No gapless data: the default delay 1024 is what FAAD2 already withheld.
+        // No gapless data: the default delay of 1024 is dropped.
         {"rw_apple_voicememo_lc_48k.m4a", 2, 48000, 48128},
         {"rw_faac_mp4v2_lc_44k.m4a", 2, 44100, 162816},
         {"rw_lc_71_48k_chapters.mp4", 8, 48000, 673792},

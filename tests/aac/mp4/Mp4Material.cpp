@@ -92,9 +92,10 @@ std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length) {
 }
 
 std::vector<float> DecodeTrack(const std::string& path) {
-    const std::string out = testfiles::ScratchDir() + "/faad.f32";
-    if (!testfiles::Run(testfiles::BinDir() + "/zorv_test_faad_mp4 '" + path + "' " + out)) return {};
-    const std::vector<uint8_t> bytes = testfiles::ReadAll(out);
+    const std::string name = path.substr(path.rfind('/') + 1) + ".faad.f32";
+    const std::vector<uint8_t> bytes = testfiles::ReadAll(testfiles::Generated(name, [&](const std::string& out) {
+        return testfiles::Run(testfiles::BinDir() + "/zorv_test_faad_mp4 '" + path + "' " + out);
+    }));
     std::vector<float> pcm(bytes.size() / 4);
     if (!pcm.empty()) std::memcpy(pcm.data(), bytes.data(), pcm.size() * 4);
     return pcm;

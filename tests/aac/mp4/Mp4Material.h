@@ -32,13 +32,14 @@ struct Encoded {
 // AOT 5 or 29 by our encoder, muxed by ffmpeg -c:a copy with `muxArgs`.
 Encoded HeMp4(const std::string& name, const Source& source, int aot, uint32_t bitrate, const std::string& muxArgs);
 
-// A copy of `from` named `name`, patched by the test patcher ("smpb TEXT", "elst S D", "iods L").
+// A copy of `from` named `name`, patched by the test patcher ("smpb TEXT", "elst S D").
 std::string Patched(const std::string& name, const std::string& from, const std::vector<std::string>& patches);
 
 std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length);
 
-// The whole track decoded by the bare FAAD2 loop of the speed comparison (bench/aac), which
-// configures the decoder as the job does, before any trimming; empty on failure.
+// The whole track decoded by the bare FAAD2 loop of the speed comparison (bench/aac): the job's
+// decoder set-up, no trimming, and FAAD2's default of no output for the first access unit. Kept
+// beside the generated material under the file's name; empty on failure.
 std::vector<float> DecodeTrack(const std::string& path);
 
 }  // namespace mp4material

@@ -25,8 +25,8 @@ DWORD WINAPI RawJobThread(LPVOID parameter) {
     return 0;
 }
 
-void* RawDecode(const ZorvPathChar* path, uint32_t hostThreadId, uint64_t* startPosition, uint32_t msgFailed,
-                uint32_t msgDone, uint32_t msgBlock, uint32_t msgFormat, uint32_t trackNumber) {
+void* RawDecode(const WCHAR* path, DWORD hostThreadId, uint64_t* startPosition, UINT msgFailed,
+                UINT msgDone, UINT msgBlock, UINT msgFormat, DWORD trackNumber) {
     DecodeJob* job = NewDecodeJob(path, hostThreadId, startPosition, msgFailed, msgDone, msgBlock, msgFormat,
                                   trackNumber);
     return job ? StartDecodeJob(job, RawJobThread) : nullptr;
@@ -118,8 +118,8 @@ const std::string& Stereo() {
 size_t StereoAacFrames() { return rawtest::SplitAdts(testfiles::ReadAll(Stereo())).size(); }
 
 TEST(RawAacJob, LengthWithoutUsableGaplessData) {
-    // FAAD2 withholds the first frame, which stands for the default delay of 1024: everything
-    // else is delivered, the padding included.
+    // The default delay of 1024 drops the first frame's output: everything else is delivered,
+    // the padding included.
     const size_t all = (StereoAacFrames() - 1) * 1024;
     const Bytes adts = testfiles::ReadAll(Stereo());
     struct Row {
@@ -134,8 +134,8 @@ TEST(RawAacJob, LengthWithoutUsableGaplessData) {
         {"ApeBehind", rawtest::Concat({adts, rawtest::ApeTag()}), all},
         {"Lyrics3Behind", rawtest::Concat({adts, rawtest::Lyrics3Tag()}), all},
         {"JunkBeforeSync", rawtest::Concat({Bytes(700, 0x22), adts}), all},
-        // A delay of 2112 is applied as found: 1024 of it were withheld, 1088 are skipped.
-        {"DelayFromTag", rawtest::Concat({rawtest::Id3WithSmpb(2112, 1, 44100), adts}), all - 1088 - 1},
+        // A delay of 2112 is applied as found.
+        {"DelayFromTag", rawtest::Concat({rawtest::Id3WithSmpb(2112, 1, 44100), adts}), all + 1024 - 2112 - 1},
         // More padding than audio: nothing at all is delivered.
         {"PaddingBeyondAudio", rawtest::Concat({rawtest::Id3WithSmpb(1024, 100000, 44100), adts}), 0},
     };
@@ -161,7 +161,7 @@ TEST(RawAacJob, ErrorPolicy) {
     const testhost::JobRecord first = RunRaw(rawtest::Write("bad_first.aac", CorruptFrame(adts, 0)));
     EXPECT_EQ(Roles(first), std::vector<int>{kFailed});
 
-    // Tenth frame bad: frames 1 to 9 are decoded (the first withheld), then the job ends well.
+    // Tenth frame bad: frames 1 to 9 are decoded (the first is the delay), then the job ends well.
     const testhost::JobRecord tenth = RunRaw(rawtest::Write("bad_tenth.aac", CorruptFrame(adts, 9)));
     ExpectSequence(tenth, kDone, true);
     EXPECT_EQ(tenth.pcm.size(), size_t{8} * 1024 * 2 * 4);
@@ -187,10 +187,10 @@ TEST(RawAacJob, ProgressFollowsDecodedTime) {
     ExpectSequence(r, kDone, true);
     ASSERT_FALSE(r.progress.empty());
     for (size_t i = 1; i < r.progress.size(); ++i) EXPECT_GE(r.progress[i], r.progress[i - 1]);
-    // At the end every decoded frame has been counted: (frames - 1) * 1024 / 44100 s of the
-    // estimated frames * 1024 / 44100 s (truncated to whole milliseconds).
+    // At the end every decoded frame has been counted: frames * 1024 / 44100 s of the estimated
+    // frames * 1024 / 44100 s (truncated to whole milliseconds).
     const size_t frames = StereoAacFrames();
-    const double decodedMs = static_cast<double>((frames - 1) * 1024) * 1000.0 / 44100.0;
+    const double decodedMs = static_cast<double>(frames * 1024) * 1000.0 / 44100.0;
     const int32_t lengthMs = static_cast<int32_t>(frames * 1024 * 1000 / 44100);
     EXPECT_NEAR(r.progress.back(), decodedMs * 100.0 / lengthMs, 1e-9);
     EXPECT_GT(r.progress.front(), 0.0);
