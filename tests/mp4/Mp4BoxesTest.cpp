@@ -234,15 +234,6 @@ TEST(Mp4Boxes, EditListsAndAudioProfile) {
     }
 }
 
-// An item without a mean or name box for "".
-BoxBuilder Freeform(const std::string& mean, const std::string& name, const std::vector<std::string>& values) {
-    BoxBuilder item("----");
-    if (!mean.empty()) item.Child(BoxBuilder("mean").Full(0, 0).Str(mean));
-    if (!name.empty()) item.Child(BoxBuilder("name").Full(0, 0).Str(name));
-    for (const std::string& v : values) item.Child(BoxBuilder("data").U16(0).U8(0).U8(1).U32(0).Str(v));
-    return item;
-}
-
 // The values of every item matching (meaning, name), "-" for one without a name box.
 std::vector<std::string> Items(MP4FileHandle h, const char* name) {
     std::vector<std::string> found;

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "BoxBuilder.h"
 #include "Mp4Material.h"
 #include "TestFiles.h"
 #include "TestHost.h"
@@ -66,22 +67,22 @@ TEST(Mp4AacGapless, LengthAndAlignmentAgainstABareDecode) {
         // Only the media start is usable: delay 1024 and no padding.
         {"lc_media_start_only", plain, 0, plainFrames, 44100},
         {"lc_tag_over_media_start",
-         mp4material::Patched("job_lc_tag", plain, {"smpb " + SmpbText(1024, static_cast<uint32_t>(plainFrames - n), kN)}), 0, n, 44100},
-        {"lc_edit_list_ignores_tag", mp4material::Patched("job_lc_rate_tag", exact, {"smpb " + SmpbText(0, 5000, 10)}), 0, n, 44100},
-        {"lc_tag_padding_zero", mp4material::Patched("job_lc_tag_pad0", plain, {"smpb " + SmpbText(1024, 0, kN)}), 0, plainFrames, 44100},
+         mp4material::Patched("job_lc_tag", plain, SmpbText(1024, static_cast<uint32_t>(plainFrames - n), kN)), 0, n, 44100},
+        {"lc_edit_list_ignores_tag", mp4material::Patched("job_lc_rate_tag", exact, SmpbText(0, 5000, 10)), 0, n, 44100},
+        {"lc_tag_padding_zero", mp4material::Patched("job_lc_tag_pad0", plain, SmpbText(1024, 0, kN)), 0, plainFrames, 44100},
         // The empty first edit sends the job to the tag, whose delay is 512 frames too long.
         {"lc_empty_edit_uses_tag",
-         mp4material::Patched("job_lc_empty_edit_tag", exact, {"elst 0xFFFFFFFF -", "smpb " + SmpbText(1536, 300, kN)}), 512,
+         mp4material::Patched("job_lc_empty_edit_tag", exact, SmpbText(1536, 300, kN), 0xFFFFFFFF), 512,
          plainFrames - 512 - 300, 44100},
         // Level 0x2C counts 2048 frames per unit: the padding exceeds the output, nothing is delivered.
         {"lc_level_2c_padding_swallows_all", level2c, 0, 0, 44100},
         // HE-AAC with the encoder's own delay in a tag (neither 2112 nor 4224: no SBR rewrite).
-        {"he_tag", mp4material::Patched("job_he_tag", he.path, {"smpb " + SmpbText(he.delay, padding(he), kN)}), he.delay - 2048, n, 44100},
-        {"he_v2_tag", mp4material::Patched("job_hev2_tag", ps.path, {"smpb " + SmpbText(ps.delay, padding(ps), kN)}), ps.delay - 2048, n, 44100},
+        {"he_tag", mp4material::Patched("job_he_tag", he.path, SmpbText(he.delay, padding(he), kN)), he.delay - 2048, n, 44100},
+        {"he_v2_tag", mp4material::Patched("job_hev2_tag", ps.path, SmpbText(ps.delay, padding(ps), kN)), ps.delay - 2048, n, 44100},
         // HE-AAC from an edit list: without a tag the SBR delay of 962 is added on top and taken
         // off the padding, but not below 0; a shorter padding costs the difference at the end.
         {"he_edit_list_adds_sbr_delay",
-         mp4material::Patched("job_he_edit_elst", heEdit.path, {"elst " + std::to_string(heEdit.delay) + " " + std::to_string(kN)}),
+         mp4material::Patched("job_he_edit_elst", heEdit.path, "", heEdit.delay, kN),
          heEdit.delay + 962 - 2048, n - std::max<int64_t>(0, 962 - int64_t{padding(heEdit)}), 44100},
     };
     for (const Row& row : rows) {
@@ -199,10 +200,7 @@ TEST(Mp4AacProtocol, CancelAndDamagedSamples) {
         EXPECT_EQ(r.messages.size(), static_cast<size_t>(1 + cancelAt));
     }
     std::vector<uint8_t> bytes = testfiles::ReadAll(good);
-    const auto mdat = std::search(bytes.begin(), bytes.end(), std::begin("mdat"), std::end("mdat") - 1);
-    ASSERT_NE(mdat, bytes.end());
-    const size_t payload = static_cast<size_t>(mdat - bytes.begin()) + 4;
-    const size_t size = (size_t{bytes[payload - 8]} << 24 | size_t{bytes[payload - 7]} << 16 | size_t{bytes[payload - 6]} << 8 | bytes[payload - 5]) - 8;
+    const size_t payload = FindBox(bytes, "mdat") + 8, size = Be32(bytes, payload - 8) - 8;
     for (const double intact : {0.0, 0.5}) {  // fraction of the sample data left as it is
         SCOPED_TRACE(intact);
         std::vector<uint8_t> damaged = bytes;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <sstream>
 
+#include "BoxBuilder.h"
 #include "TestFiles.h"
 
 namespace mp4material {
@@ -73,20 +74,20 @@ Encoded HeMp4(const std::string& name, const Source& source, int aot, uint32_t b
     return e;
 }
 
-std::string Patched(const std::string& name, const std::string& from, const std::vector<std::string>& patches) {
+std::string Patched(const std::string& name, const std::string& from, const std::string& smpb,
+                    std::optional<uint32_t> editStart, std::optional<uint32_t> editDuration) {
     return testfiles::Generated(name + ".m4a", [&](const std::string& out) {
-        if (!testfiles::Run("cp '" + from + "' " + out)) return false;
-        for (const std::string& p : patches)
-            if (!testfiles::Run(testfiles::BinDir() + "/zorv_test_mp4patch " + p.substr(0, p.find(' ')) + " " + out +
-                                p.substr(p.find(' '))))
-                return false;
-        return true;
+        std::vector<uint8_t> b = testfiles::ReadAll(from);
+        const size_t elst = FindBox(b, "moov.trak.edts.elst");  // version 0: duration, then media start
+        if (editDuration) b = Put32(std::move(b), elst + 16, *editDuration);
+        if (editStart) b = Put32(std::move(b), elst + 20, *editStart);
+        return testfiles::WriteAll(out, smpb.empty() ? b : AddSmpb(std::move(b), smpb));
     });
 }
 
 std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length) {
     char text[96];
-    std::snprintf(text, sizeof text, "' 00000000 %08X %08X %016llX 00000000'", delay, padding,
+    std::snprintf(text, sizeof text, " 00000000 %08X %08X %016llX 00000000", delay, padding,
                   static_cast<unsigned long long>(length));
     return text;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,8 +33,10 @@ struct Encoded {
 // AOT 5 or 29 by our encoder, muxed by ffmpeg -c:a copy with `muxArgs`.
 Encoded HeMp4(const std::string& name, const Source& source, int aot, uint32_t bitrate, const std::string& muxArgs);
 
-// A copy of `from` named `name`, patched by the test patcher ("smpb TEXT", "elst S D").
-std::string Patched(const std::string& name, const std::string& from, const std::vector<std::string>& patches);
+// A copy of `from` named `name` with an "iTunSMPB" item holding `smpb` (unless it is "") and the
+// first edit's media start and duration rewritten where given.
+std::string Patched(const std::string& name, const std::string& from, const std::string& smpb,
+                    std::optional<uint32_t> editStart = {}, std::optional<uint32_t> editDuration = {});
 
 std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length);
 
