@@ -264,6 +264,20 @@ TEST(Mp4Samples, SizeTablesAndChunkRunsInAnyOrder) {
         {"stz2 16-bit", [&](Mp4TestMovie& m) { m.sizes = {300, 1, 65535, 0, 7}; m.stsz = stz2(m.sizes, 16); }},
         {"stz2 8-bit", [&](Mp4TestMovie& m) { m.sizes = {255, 1, 0, 9, 7, 100}; m.stsz = stz2(m.sizes, 8); }},
         {"stz2 4-bit odd count", [&](Mp4TestMovie& m) { m.sizes = {15, 1, 0, 9, 7}; m.stsz = stz2(m.sizes, 4); }},
+        // Tables longer than the reader's window: in-order reads cross windows, shuffled ones
+        // jump back and forth, and large chunks sum sizes across a window's edge.
+        {"stsz and co64 across windows", [](Mp4TestMovie& m) {
+             m.sizes.assign(3000, 0);
+             for (size_t i = 0; i < m.sizes.size(); ++i) m.sizes[i] = static_cast<uint32_t>(i % 13);
+             m.samplesPerChunk = 3;
+             m.co64 = true;
+         }},
+        {"stz2 4-bit across windows, large chunks", [&](Mp4TestMovie& m) {
+             m.sizes.assign(9001, 0);
+             for (size_t i = 0; i < m.sizes.size(); ++i) m.sizes[i] = static_cast<uint32_t>(i % 16);
+             m.samplesPerChunk = 1000;
+             m.stsz = stz2(m.sizes, 4);
+         }},
         {"constant stsz", [](Mp4TestMovie& m) {
              m.sizes.assign(9, 33);
              m.stsz = BoxBuilder("stsz").Full(0, 0).U32(33).U32(9);
