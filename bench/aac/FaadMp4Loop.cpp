@@ -10,58 +10,47 @@
 #include <cstdio>
 
 #include "AacJobs.h"
-#include "mp4v2/mp4v2.h"
+#include "Mp4TrackLoop.h"
 
 namespace {
 
-
-bool Init(NeAACDecHandle h, MP4FileHandle file, MP4TrackId track) {
-    uint8_t* config = nullptr;
-    uint32_t size = 0;
-    if (!MP4GetTrackESConfiguration(file, track, &config, &size) || config == nullptr) return false;
+NeAACDecHandle OpenDecoder(std::vector<uint8_t>& config, bool upsampled) {
+    NeAACDecHandle h = OpenFloatDecoder(upsampled);
     unsigned long rate = 0;
     unsigned char channels = 0;
-    bool ok = NeAACDecInit2(h, config, size, &rate, &channels) >= 0;
-    MP4Free(config);
-    return ok;
+    if (h != nullptr && NeAACDecInit2(h, config.data(), static_cast<unsigned long>(config.size()), &rate, &channels) < 0) {
+        NeAACDecClose(h);
+        h = nullptr;
+    }
+    return h;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: %s FILE [OUTPUT]\n", argv[0]);
-        return 2;
-    }
-    MP4FileHandle file = MP4Read(argv[1]);
-    if (file == MP4_INVALID_FILE_HANDLE) return 1;
-    MP4TrackId track = MP4FindTrackId(file, 0, MP4_AUDIO_TRACK_TYPE, 0);
-    FILE* out = std::fopen(argc > 2 ? argv[2] : "/dev/null", "wb");
-    NeAACDecHandle h = OpenFloatDecoder(false);
-    if (out == nullptr || h == nullptr || !Init(h, file, track)) return 1;
+    FILE* out = OpenLoopOutput(argc, argv);
+    if (out == nullptr) return 2;
+    const Mp4TrackLoop loop(argv[1]);
+    std::vector<uint8_t> config = loop.Opened() ? loop.Config() : std::vector<uint8_t>();
+    NeAACDecHandle h = config.empty() ? nullptr : OpenDecoder(config, false);
+    if (h == nullptr) return 1;
 
     unsigned long long frames = 0;
-    MP4SampleId count = MP4GetTrackNumberOfSamples(file, track);
-    for (MP4SampleId id = 1; id <= count; ++id) {
-        uint8_t* bytes = nullptr;
-        uint32_t size = 0;
-        if (!MP4ReadSample(file, track, id, &bytes, &size)) break;
+    loop.ForEachUnit([&](uint8_t* bytes, uint32_t size, MP4SampleId id) {
+        if (h == nullptr) return;  // the decoder for a stream with SBR could not be opened
         NeAACDecFrameInfo info{};
         void* pcm = NeAACDecDecode(h, &info, bytes, size);
         if (id == 1 && info.sbr == NO_SBR_UPSAMPLED) {
             NeAACDecClose(h);
-            h = OpenFloatDecoder(true);
-            if (h == nullptr || !Init(h, file, track)) return 1;
-            pcm = NeAACDecDecode(h, &info, bytes, size);
+            h = OpenDecoder(config, true);
+            pcm = h ? NeAACDecDecode(h, &info, bytes, size) : nullptr;
         }
-        MP4Free(bytes);
-        if (info.error != 0 || info.samples == 0 || pcm == nullptr) continue;
+        if (info.error != 0 || info.samples == 0 || pcm == nullptr) return;
         std::fwrite(pcm, sizeof(float), info.samples, out);
         frames += info.samples / info.channels;
-    }
-    NeAACDecClose(h);
-    MP4Close(file, 0);
+    });
+    if (h) NeAACDecClose(h);
     std::fclose(out);
     std::fprintf(stderr, "%llu frames\n", frames);
-    return 0;
+    return h ? 0 : 1;
 }

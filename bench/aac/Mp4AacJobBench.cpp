@@ -12,7 +12,7 @@
 
 #include "Win32Api.h"
 #include "AacJobs.h"
-#include "mp4v2/mp4v2.h"
+#include "Mp4TrackLoop.h"
 #include "zorv/decode.h"
 
 extern "C" HANDLE Decode(const WCHAR* path, DWORD hostThreadId, uint64_t* startPosition, UINT msgFailed,
@@ -66,34 +66,24 @@ void BM_Mp4AacJob(benchmark::State& state) {
 void BM_FaadLoop(benchmark::State& state) {
     std::string path = BenchFile();
     for (auto _ : state) {
-        MP4FileHandle file = MP4Read(path.c_str());
-        if (file == MP4_INVALID_FILE_HANDLE) {
+        const Mp4TrackLoop loop(path.c_str());
+        if (!loop.Opened()) {
             state.SkipWithError("cannot open");
             return;
         }
-        MP4TrackId track = MP4FindTrackId(file, 0, MP4_AUDIO_TRACK_TYPE, 0);
-        uint8_t* config = nullptr;
-        uint32_t configSize = 0;
-        MP4GetTrackESConfiguration(file, track, &config, &configSize);
+        std::vector<uint8_t> config = loop.Config();
         NeAACDecHandle h = OpenFloatDecoder(false);
         unsigned long rate = 0;
         unsigned char channels = 0;
-        NeAACDecInit2(h, config, configSize, &rate, &channels);
-        MP4Free(config);
+        NeAACDecInit2(h, config.data(), static_cast<unsigned long>(config.size()), &rate, &channels);
         double sum = 0;
-        MP4SampleId count = MP4GetTrackNumberOfSamples(file, track);
-        for (MP4SampleId id = 1; id <= count; ++id) {
-            uint8_t* bytes = nullptr;
-            uint32_t size = 0;
-            if (!MP4ReadSample(file, track, id, &bytes, &size)) break;
+        loop.ForEachUnit([&](uint8_t* bytes, uint32_t size, MP4SampleId) {
             NeAACDecFrameInfo info{};
             auto* pcm = static_cast<float*>(NeAACDecDecode(h, &info, bytes, size));
-            MP4Free(bytes);
             if (info.samples && pcm) sum += pcm[0];
-        }
+        });
         benchmark::DoNotOptimize(sum);
         NeAACDecClose(h);
-        MP4Close(file, 0);
     }
 }
 

@@ -47,8 +47,8 @@ size_t Entries(const char* dir) {
 }
 
 // What the process holds: resident memory (after handing the allocator's free pages back), the
-// heap in use, open descriptors and threads. Measured after a pause, so that job threads that
-// have signalled their end have also finished leaving.
+// heap in use, open descriptors and threads. Measured right after the last job's handle was seen
+// signalled: a thread's handle is signalled only once the thread is gone, so none may remain.
 struct Usage {
     long residentKiB = 0;
     long heapKiB = 0;
@@ -57,7 +57,6 @@ struct Usage {
 };
 
 Usage Measure() {
-    Sleep(500);
     malloc_trim(0);
     Usage u;
     long pages = 0;

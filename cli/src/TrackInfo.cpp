@@ -9,6 +9,7 @@
 #include "SoundTracks.h"
 
 #if defined(ZORV_CLI_FFMPEG)
+#include <dlfcn.h>
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
@@ -37,20 +38,55 @@ const char* AacName(uint32_t objectType) {
     }
 }
 
+#if defined(ZORV_CLI_FFMPEG)
+// FFmpeg's libraries are opened the first time --info meets such a track, never linked: loading
+// them (and the hundred libraries they pull in) would take most of zorv-decode's memory on every
+// run. The soname carries the major version of the headers compiled against.
+struct FfmpegCalls {
+    decltype(&av_log_set_level) setLogLevel = nullptr;
+    decltype(&avformat_open_input) openInput = nullptr;
+    decltype(&avformat_close_input) closeInput = nullptr;
+    decltype(&avcodec_descriptor_get) descriptor = nullptr;
+};
+
+template <class Fn>
+bool Resolve(void* library, const char* name, Fn& fn) {
+    fn = reinterpret_cast<Fn>(dlsym(library, name));
+    return fn != nullptr;
+}
+
+const FfmpegCalls* Ffmpeg() {
+    static const FfmpegCalls* const calls = []() -> const FfmpegCalls* {
+        // Symbols of libavcodec and libavutil are found through libavformat, which needs both.
+        void* library = dlopen("libavformat.so." AV_STRINGIFY(LIBAVFORMAT_VERSION_MAJOR), RTLD_NOW | RTLD_LOCAL);
+        static FfmpegCalls loaded;
+        if (library == nullptr || !Resolve(library, "av_log_set_level", loaded.setLogLevel) ||
+            !Resolve(library, "avformat_open_input", loaded.openInput) ||
+            !Resolve(library, "avformat_close_input", loaded.closeInput) ||
+            !Resolve(library, "avcodec_descriptor_get", loaded.descriptor))
+            return nullptr;
+        return &loaded;  // the library stays loaded for the process's life
+    }();
+    return calls;
+}
+#endif
+
 // The codec FFmpeg's demuxer sees in a track that has neither an ALAC cookie nor an MPEG-4
 // audio configuration: such tracks go to the sibling module, which decodes them with FFmpeg.
 std::string SiblingCodec(const std::string& path, MP4TrackId track) {
     std::string name = "unknown codec";
 #if defined(ZORV_CLI_FFMPEG)
-    av_log_set_level(AV_LOG_QUIET);
+    const FfmpegCalls* ff = Ffmpeg();
+    if (ff == nullptr) return name;
+    ff->setLogLevel(AV_LOG_QUIET);
     AVFormatContext* format = nullptr;
-    if (avformat_open_input(&format, ("file:" + path).c_str(), nullptr, nullptr) < 0) return name;
+    if (ff->openInput(&format, ("file:" + path).c_str(), nullptr, nullptr) < 0) return name;
     for (unsigned i = 0; i < format->nb_streams; ++i) {
-        const AVCodecDescriptor* codec = avcodec_descriptor_get(format->streams[i]->codecpar->codec_id);
+        const AVCodecDescriptor* codec = ff->descriptor(format->streams[i]->codecpar->codec_id);
         if (format->streams[i]->id != static_cast<int>(track) || codec == nullptr) continue;
         name = codec->long_name ? codec->long_name : codec->name;
     }
-    avformat_close_input(&format);
+    ff->closeInput(&format);
 #endif
     return name;
 }

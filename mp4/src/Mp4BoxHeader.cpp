@@ -28,3 +28,9 @@ Mp4BoxHeader Mp4ReadBoxHeader(Mp4Reader& in, uint64_t available) {
     header.payloadBytes = clamped - header.headerBytes;
     return header;
 }
+
+Mp4LoadedBox::Mp4LoadedBox(Mp4Source& source, Mp4Span payload) {
+    if (payload.size > kMp4MaxLoadedBoxBytes) MP4_FAIL(Mp4Fault::BoxTooLarge);
+    bytes_.resize(static_cast<size_t>(payload.size));
+    if (!source.Read(payload.offset, bytes_.data(), bytes_.size())) MP4_FAIL(Mp4Fault::Io);
+}

@@ -45,16 +45,16 @@ Mp4FreeformItem ParseFreeform(Mp4Reader payload, int depth) {
 
 }  // namespace
 
-std::vector<Mp4FreeformItem> Mp4ParseIlst(Mp4Reader payload, int depth) {
+std::vector<Mp4FreeformItem> Mp4ParseIlst(Mp4Source& source, Mp4Span ilst, int depth) {
     std::vector<Mp4FreeformItem> items;
     // An item with a malformed box (a mean, name or data box too short for its fields) is
     // dropped, so it gives no gapless data; a header that cannot be read ends the list with the
     // items before it.
     try {
-        Mp4ForEachChild(payload, depth, [&](const Mp4BoxHeader& header, Mp4Reader child, Mp4Reader) {
+        Mp4ForEachBox(source, ilst, depth, [&](const Mp4BoxHeader& header, Mp4Span item) {
             if (header.box != Mp4Box::Freeform || items.size() >= kMp4MaxMetadataItems) return;
             try {
-                items.push_back(ParseFreeform(child, depth + 1));
+                items.push_back(ParseFreeform(Mp4LoadedBox(source, item).Reader(), depth + 1));
             } catch (const Mp4Error&) {
             }
         });

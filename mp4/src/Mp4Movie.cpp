@@ -64,38 +64,40 @@ struct Found {
     bool stss = false, ctts = false, stsd = false, edts = false, elst = false;
 };
 
-void ParseStbl(Mp4Reader payload, int depth, Mp4Track& track, Found& found) {
-    Mp4ForEachChild(payload, depth, [&](const Mp4BoxHeader& header, Mp4Reader child, Mp4Reader) {
+void ParseStbl(Mp4Source& source, Mp4Span payload, int depth, Mp4Track& track, Found& found) {
+    Mp4ForEachBox(source, payload, depth, [&](const Mp4BoxHeader& header, Mp4Span child) {
         Mp4SampleTable& table = track.samples;
         switch (header.box) {
             case Mp4Box::Stsd:
-                if (!found.stsd) Mp4ParseStsd(child, depth + 1, track.entry);
+                if (!found.stsd) Mp4ParseStsd(Mp4LoadedBox(source, child).Reader(), depth + 1, track.entry);
                 found.stsd = true;
                 break;
             case Mp4Box::Stsz:
             case Mp4Box::Stz2:
-                if (!found.sizes) header.box == Mp4Box::Stsz ? table.ParseStsz(child) : table.ParseStz2(child);
+                if (!found.sizes) {
+                    header.box == Mp4Box::Stsz ? table.ParseStsz(source, child) : table.ParseStz2(source, child);
+                }
                 found.sizes = true;
                 break;
             case Mp4Box::Stsc:
-                if (!found.stsc) table.ParseStsc(child);
+                if (!found.stsc) table.ParseStsc(Mp4LoadedBox(source, child).Reader());
                 found.stsc = true;
                 break;
             case Mp4Box::Stco:
             case Mp4Box::Co64:
-                if (!found.offsets) table.ParseChunkOffsets(child, header.box == Mp4Box::Co64);
+                if (!found.offsets) table.ParseChunkOffsets(source, child, header.box == Mp4Box::Co64);
                 found.offsets = true;
                 break;
             case Mp4Box::Stts:
-                if (!found.stts) table.ParseStts(child);
+                if (!found.stts) table.ParseStts(Mp4LoadedBox(source, child).Reader());
                 found.stts = true;
                 break;
             case Mp4Box::Ctts:
-                if (!found.ctts) table.ParseCtts(child);
+                if (!found.ctts) table.ParseCtts(Mp4LoadedBox(source, child).Reader());
                 found.ctts = true;
                 break;
             case Mp4Box::Stss:
-                if (!found.stss) table.ParseStss(child);
+                if (!found.stss) table.ParseStss(Mp4LoadedBox(source, child).Reader());
                 found.stss = true;
                 break;
             default:
@@ -117,40 +119,41 @@ Mp4Box ParentOf(Mp4Box box) {
 }
 
 // trak, edts, mdia and minf share one walk; the first of each box in its own parent wins.
-void ParseContainerPath(Mp4Reader payload, Mp4Box parent, int depth, Mp4Track& track, Found& found) {
+void ParseContainerPath(Mp4Source& source, Mp4Span payload, Mp4Box parent, int depth, Mp4Track& track,
+                        Found& found) {
     bool sawMdia = false, sawMinf = false, sawStbl = false;
-    Mp4ForEachChild(payload, depth, [&](const Mp4BoxHeader& header, Mp4Reader child, Mp4Reader) {
+    Mp4ForEachBox(source, payload, depth, [&](const Mp4BoxHeader& header, Mp4Span child) {
         if (ParentOf(header.box) != parent) return;
         switch (header.box) {
             case Mp4Box::Tkhd:
-                if (!track.hasTkhd) ParseTkhd(child, track);
+                if (!track.hasTkhd) ParseTkhd(Mp4LoadedBox(source, child).Reader(), track);
                 break;
             case Mp4Box::Edts:
-                if (!found.edts) ParseContainerPath(child, Mp4Box::Edts, depth + 1, track, found);
+                if (!found.edts) ParseContainerPath(source, child, Mp4Box::Edts, depth + 1, track, found);
                 found.edts = true;
                 break;
             case Mp4Box::Elst:
-                if (!found.elst) ParseElst(child, track);
+                if (!found.elst) ParseElst(Mp4LoadedBox(source, child).Reader(), track);
                 found.elst = true;
                 break;
             case Mp4Box::Mdia:
-                if (!sawMdia) ParseContainerPath(child, Mp4Box::Mdia, depth + 1, track, found);
+                if (!sawMdia) ParseContainerPath(source, child, Mp4Box::Mdia, depth + 1, track, found);
                 sawMdia = true;
                 break;
             case Mp4Box::Mdhd:
-                if (!found.mdhd) ParseMdhd(child, track);
+                if (!found.mdhd) ParseMdhd(Mp4LoadedBox(source, child).Reader(), track);
                 found.mdhd = true;
                 break;
             case Mp4Box::Hdlr:
-                if (!found.hdlr) ParseHdlr(child, track);
+                if (!found.hdlr) ParseHdlr(Mp4LoadedBox(source, child).Reader(), track);
                 found.hdlr = true;
                 break;
             case Mp4Box::Minf:
-                if (!sawMinf) ParseContainerPath(child, Mp4Box::Minf, depth + 1, track, found);
+                if (!sawMinf) ParseContainerPath(source, child, Mp4Box::Minf, depth + 1, track, found);
                 sawMinf = true;
                 break;
             case Mp4Box::Stbl:
-                if (!sawStbl) ParseStbl(child, depth + 1, track, found);
+                if (!sawStbl) ParseStbl(source, child, depth + 1, track, found);
                 sawStbl = true;
                 break;
             default:
@@ -159,56 +162,62 @@ void ParseContainerPath(Mp4Reader payload, Mp4Box parent, int depth, Mp4Track& t
     });
 }
 
-Mp4Track ParseTrak(Mp4Reader payload, int depth) {
+Mp4Track ParseTrak(Mp4Source& source, Mp4Span payload, int depth) {
     Mp4Track track;
     Found found;
-    ParseContainerPath(payload, Mp4Box::Trak, depth, track, found);
+    ParseContainerPath(source, payload, Mp4Box::Trak, depth, track, found);
     track.samples.Finish();
     track.listed = track.hasTkhd && found.mdhd && found.hdlr && found.sizes && found.stsc && found.offsets &&
                    found.stts;
     return track;
 }
 
-void ParseUdta(Mp4Reader payload, int depth, Mp4Movie& movie) {
+// udta, meta and ilst are walked in the file and only the freeform items are read: cover art
+// and the other items can be megabytes that nothing here needs.
+void ParseUdta(Mp4Source& source, Mp4Span payload, int depth, Mp4Movie& movie) {
     bool sawMeta = false;
-    Mp4ForEachChild(payload, depth, [&](const Mp4BoxHeader& header, Mp4Reader meta, Mp4Reader) {
+    Mp4ForEachBox(source, payload, depth, [&](const Mp4BoxHeader& header, Mp4Span meta) {
         if (header.box != Mp4Box::Meta || sawMeta) return;
         sawMeta = true;
-        meta.Skip(4);  // meta is a full box: version and flags before its children
+        constexpr uint64_t kFullBoxBytes = 4;  // meta is a full box: version and flags before its children
+        if (meta.size < kFullBoxBytes) MP4_FAIL(Mp4Fault::Truncated);
+        const Mp4Span children{meta.offset + kFullBoxBytes, meta.size - kFullBoxBytes};
         bool sawIlst = false;
-        Mp4ForEachChild(meta, depth + 1, [&](const Mp4BoxHeader& inner, Mp4Reader ilst, Mp4Reader) {
+        Mp4ForEachBox(source, children, depth + 1, [&](const Mp4BoxHeader& inner, Mp4Span ilst) {
             if (inner.box != Mp4Box::Ilst || sawIlst) return;
             sawIlst = true;
-            movie.items = Mp4ParseIlst(ilst, depth + 2);
+            movie.items = Mp4ParseIlst(source, ilst, depth + 2);
         });
     });
 }
 
 }  // namespace
 
-Mp4Movie Mp4ParseMovie(Mp4Reader moovPayload) {
+Mp4Movie Mp4ParseMovie(Mp4Source& source, Mp4Span moov) {
     Mp4Movie movie;
     bool sawMvhd = false, sawIods = false, sawUdta = false;
     constexpr int kMoovChildDepth = 2;
-    Mp4ForEachChild(moovPayload, kMoovChildDepth, [&](const Mp4BoxHeader& header, Mp4Reader child, Mp4Reader) {
+    Mp4ForEachBox(source, moov, kMoovChildDepth, [&](const Mp4BoxHeader& header, Mp4Span child) {
         switch (header.box) {
             case Mp4Box::Mvhd:
-                if (!sawMvhd) ParseMvhd(child, movie);
+                if (!sawMvhd) ParseMvhd(Mp4LoadedBox(source, child).Reader(), movie);
                 sawMvhd = true;
                 break;
             case Mp4Box::Iods:
-                if (!sawIods) movie.audioProfile = Mp4ParseIodsAudioProfile(child);
+                if (!sawIods) movie.audioProfile = Mp4ParseIodsAudioProfile(Mp4LoadedBox(source, child).Reader());
                 sawIods = true;
                 break;
             case Mp4Box::Trak:
-                if (movie.tracks.size() < kMp4MaxTracks) movie.tracks.push_back(ParseTrak(child, kMoovChildDepth + 1));
+                if (movie.tracks.size() < kMp4MaxTracks) {
+                    movie.tracks.push_back(ParseTrak(source, child, kMoovChildDepth + 1));
+                }
                 break;
             case Mp4Box::Udta:
                 // Nothing under udta is needed to decode: a malformed box there costs the
                 // metadata read from it, never the file.
                 if (!sawUdta) {
                     try {
-                        ParseUdta(child, kMoovChildDepth + 1, movie);
+                        ParseUdta(source, child, kMoovChildDepth + 1, movie);
                     } catch (const Mp4Error&) {
                     }
                 }

@@ -13,18 +13,32 @@ bool Mp4SampleTable::Locate(uint32_t sampleId, uint64_t& offset, uint32_t& size)
     const uint64_t inRun = index - chunkRuns_.First(run);
     const uint64_t chunkInRun = inRun / entry.samplesPerChunk;
     const uint64_t chunkFirstIndex = index - inRun % entry.samplesPerChunk;
-    const uint64_t chunkOffset = chunkOffsets_[entry.firstChunk - 1 + chunkInRun];
+    const uint64_t chunkOffset = chunkOffsets_.At(entry.firstChunk - 1 + chunkInRun);
     uint64_t before;  // bytes of the chunk's samples ahead of this one
     if (constantSize_ != 0) {
         size = constantSize_;
         before = (index - chunkFirstIndex) * constantSize_;
     } else {
-        size = static_cast<uint32_t>(sizePrefix_[index + 1] - sizePrefix_[index]);
-        before = sizePrefix_[index] - sizePrefix_[chunkFirstIndex];
+        size = static_cast<uint32_t>(sizes_.At(index));
+        before = BytesBefore(index, chunkFirstIndex, size);
     }
     if (before > UINT64_MAX - chunkOffset) return false;
     offset = chunkOffset + before;
     return true;
+}
+
+uint64_t Mp4SampleTable::BytesBefore(uint64_t index, uint64_t chunkFirst, uint32_t size) const {
+    uint64_t before = 0;
+    uint64_t at = chunkFirst;
+    if (last_.chunkFirst == chunkFirst && last_.index <= index) {
+        before = last_.before;
+        at = last_.index;
+        if (at < index) before += last_.size, ++at;
+    }
+    // At most 2^32 sizes below 2^32 each: the sum fits.
+    for (; at < index; ++at) before += sizes_.At(at);
+    last_ = Located{index, chunkFirst, before, size};
+    return before;
 }
 
 bool Mp4SampleTable::Time(uint32_t sampleId, uint64_t& start, uint64_t& duration) const {

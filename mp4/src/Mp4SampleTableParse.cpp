@@ -1,5 +1,5 @@
 // Parsing of the sample table boxes (ISO/IEC 14496-12 8.6.1.2, 8.6.1.3, 8.6.2, 8.7.3, 8.7.4, 8.7.5).
-// Every count is checked against the bytes its box holds before a table is allocated.
+// Every count is checked against the bytes its box holds before a table is allocated or read.
 #include <algorithm>
 
 #include "Mp4SampleTable.h"
@@ -18,44 +18,41 @@ uint64_t CheckedMul(uint64_t a, uint64_t b) {
     return a * b;
 }
 
+// The fixed fields at the start of a table box whose entries stay in the file, and where those
+// entries start. Fields past a payload shorter than the head throw Truncated as they are read.
+template <size_t kBytes>
+struct TableHead {
+    TableHead(Mp4Source& source, Mp4Span payload) {
+        const size_t n = payload.size < kBytes ? static_cast<size_t>(payload.size) : kBytes;
+        if (!source.Read(payload.offset, bytes, n)) MP4_FAIL(Mp4Fault::Io);
+        fields = Mp4Reader(bytes, n);
+        entries = Mp4Span{payload.offset + n, payload.size - n};
+    }
+    TableHead(const TableHead&) = delete;  // `fields` reads `bytes`
+    uint8_t bytes[kBytes];
+    Mp4Reader fields;
+    Mp4Span entries;
+};
+
 }  // namespace
 
-void Mp4SampleTable::ParseStsz(Mp4Reader payload) {
-    SkipVersionAndFlags(payload);
-    constantSize_ = payload.U32();
-    sampleCount_ = payload.U32();
-    if (constantSize_ != 0) return;
-    payload.RequireEntries(sampleCount_, 4);
-    sizePrefix_.resize(size_t{sampleCount_} + 1);
-    sizePrefix_[0] = 0;
-    for (uint32_t i = 0; i < sampleCount_; ++i) sizePrefix_[i + 1] = sizePrefix_[i] + payload.U32();
+void Mp4SampleTable::ParseStsz(Mp4Source& source, Mp4Span payload) {
+    TableHead<12> head(source, payload);
+    SkipVersionAndFlags(head.fields);
+    constantSize_ = head.fields.U32();
+    sampleCount_ = head.fields.U32();
+    if (constantSize_ == 0) sizes_.Attach(source, head.entries, sampleCount_, 32);
 }
 
-void Mp4SampleTable::ParseStz2(Mp4Reader payload) {
-    SkipVersionAndFlags(payload);
-    payload.Skip(3);  // reserved
-    const uint8_t fieldBits = payload.U8();
-    sampleCount_ = payload.U32();
+void Mp4SampleTable::ParseStz2(Mp4Source& source, Mp4Span payload) {
+    TableHead<12> head(source, payload);
+    SkipVersionAndFlags(head.fields);
+    head.fields.Skip(3);  // reserved
+    const uint8_t fieldBits = head.fields.U8();
+    sampleCount_ = head.fields.U32();
     constantSize_ = 0;
     if (fieldBits != 4 && fieldBits != 8 && fieldBits != 16) MP4_FAIL(Mp4Fault::Truncated);
-    // Entries packed at fieldBits each; 4-bit entries pair up in a byte, high nibble first.
-    const uint64_t tableBytes = (uint64_t{sampleCount_} * fieldBits + 7) / 8;
-    payload.RequireEntries(tableBytes, 1);
-    sizePrefix_.resize(size_t{sampleCount_} + 1);
-    sizePrefix_[0] = 0;
-    uint8_t packed = 0;
-    for (uint32_t i = 0; i < sampleCount_; ++i) {
-        uint32_t size;
-        if (fieldBits == 16) {
-            size = payload.U16();
-        } else if (fieldBits == 8) {
-            size = payload.U8();
-        } else {
-            if (i % 2 == 0) packed = payload.U8();
-            size = (i % 2 == 0) ? uint32_t(packed >> 4) : uint32_t(packed & 0x0F);
-        }
-        sizePrefix_[i + 1] = sizePrefix_[i] + size;
-    }
+    sizes_.Attach(source, head.entries, sampleCount_, fieldBits);
 }
 
 void Mp4SampleTable::ParseStsc(Mp4Reader payload) {
@@ -70,12 +67,11 @@ void Mp4SampleTable::ParseStsc(Mp4Reader payload) {
     }
 }
 
-void Mp4SampleTable::ParseChunkOffsets(Mp4Reader payload, bool sixtyFourBit) {
-    SkipVersionAndFlags(payload);
-    const uint32_t count = payload.U32();
-    payload.RequireEntries(count, sixtyFourBit ? 8 : 4);
-    chunkOffsets_.resize(count);
-    for (uint64_t& offset : chunkOffsets_) offset = sixtyFourBit ? payload.U64() : payload.U32();
+void Mp4SampleTable::ParseChunkOffsets(Mp4Source& source, Mp4Span payload, bool sixtyFourBit) {
+    TableHead<8> head(source, payload);
+    SkipVersionAndFlags(head.fields);
+    const uint32_t count = head.fields.U32();
+    chunkOffsets_.Attach(source, head.entries, count, sixtyFourBit ? 64 : 32);
 }
 
 void Mp4SampleTable::ParseStts(Mp4Reader payload) {
@@ -125,7 +121,7 @@ void Mp4SampleTable::Finish() {
     // Each stsc entry covers chunks [firstChunk, next entry's firstChunk), the last one up to the
     // final chunk. Entries out of order, numbered 0 or past the last chunk cover no chunk, so a
     // lookup never sees a chunk outside the offset table.
-    const uint64_t chunkEnd = uint64_t{chunkOffsets_.size()} + 1;  // one past the last 1-based chunk
+    const uint64_t chunkEnd = chunkOffsets_.Count() + 1;  // one past the last 1-based chunk
     chunkRuns_.Reserve(stscEntries_.size());
     for (size_t i = 0; i < stscEntries_.size(); ++i) {
         const uint64_t first = stscEntries_[i].firstChunk;

@@ -6,6 +6,8 @@
 
 #ifdef _WIN32
 #include <windows.h>
+#else
+#include <unistd.h>
 #endif
 
 namespace {
@@ -35,6 +37,22 @@ public:
         position_ = offset + count;
         return true;
     }
+
+#ifndef _WIN32
+    // pread leaves the stream's position and buffer as they are. (The Windows C runtime has no
+    // such call for a stream; there ReadAside is Read.)
+    bool ReadAside(uint64_t offset, uint8_t* out, size_t count) override {
+        if (offset > size_ || count > size_ - offset) return false;
+        while (count > 0) {
+            const ssize_t n = pread(fileno(file_), out, count, static_cast<off_t>(offset));
+            if (n <= 0) return false;
+            out += n;
+            count -= static_cast<size_t>(n);
+            offset += static_cast<uint64_t>(n);
+        }
+        return true;
+    }
+#endif
 
     static bool Seek(std::FILE* file, uint64_t offset) {
 #ifdef _WIN32

@@ -60,6 +60,20 @@ TEST(Mp4Boxes, WhatOpensAndWhichSamplesRead) {
         {"stz2 16-bit", [](Mp4TestMovie& m) { m.sizes = {300, 1, 65535, 0, 7}; m.stsz = Stz2(m.sizes, 16); }, true, 5},
         {"stz2 8-bit", [](Mp4TestMovie& m) { m.sizes = {255, 1, 0, 9, 7, 100}; m.stsz = Stz2(m.sizes, 8); }, true, 6},
         {"stz2 4-bit, odd count", [](Mp4TestMovie& m) { m.sizes = {15, 1, 0, 9, 7}; m.stsz = Stz2(m.sizes, 4); }, true, 5},
+        // Tables longer than the reader's window of entries: reads from the last sample back
+        // cross every window's edge, and chunks of 1000 samples sum sizes across them.
+        {"stsz and co64 across windows", [](Mp4TestMovie& m) {
+             m.sizes.resize(3000);
+             for (size_t i = 0; i < m.sizes.size(); ++i) m.sizes[i] = static_cast<uint32_t>(i % 13);
+             m.chunks = {{1, 3}};
+             m.co64 = true;
+         }, true, 3000},
+        {"stz2 4-bit across windows, chunks of 1000", [](Mp4TestMovie& m) {
+             m.sizes.resize(9001);
+             for (size_t i = 0; i < m.sizes.size(); ++i) m.sizes[i] = static_cast<uint32_t>(i % 16);
+             m.chunks = {{1, 1000}};
+             m.stsz = Stz2(m.sizes, 4);
+         }, true, 9001},
         {"constant size", [](Mp4TestMovie& m) { m.sizes.assign(9, 33); m.stsz = BoxBuilder("stsz").Full(0, 0).U32(33).U32(9); }, true, 9},
         {"chunk runs of 3, 1 and 2 samples", [](Mp4TestMovie& m) {
              m.sizes = {10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20};

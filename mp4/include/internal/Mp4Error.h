@@ -10,7 +10,7 @@ enum class Mp4Fault {
     Overflow,        // a sum of file values does not fit 64 bits
     TooDeep,         // boxes nested beyond kMp4MaxBoxDepth
     NoMovieHeader,   // no moov, or a moov without mvhd
-    MovieTooLarge,   // moov beyond kMp4MaxMovieBytes
+    BoxTooLarge,     // a box read whole beyond kMp4MaxLoadedBoxBytes
     Io,              // the file could not be read
 };
 

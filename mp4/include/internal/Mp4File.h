@@ -1,5 +1,6 @@
 // What an MP4FileHandle points to: the byte source, held open until MP4Close, and the parsed
-// first moov. Also the entry point that opens from memory (fuzz target, tests).
+// first moov, whose per-sample tables read their entries from that source as they are looked up.
+// Also the entry point that opens from memory (fuzz target, tests).
 #pragma once
 
 #include <cstddef>
@@ -20,8 +21,9 @@ struct Mp4File {
     Mp4Track* AnyTrack(MP4TrackId id);
 };
 
-// Scans the top-level boxes of `source` and parses the first moov. Never reads mdat. Throws
-// Mp4Error when there is no moov with an mvhd, or the moov is malformed.
+// Scans the top-level boxes of `source` and parses the first moov. Never reads mdat, nor the
+// entries of the sample size and chunk offset tables. Throws Mp4Error when there is no moov with
+// an mvhd, or the moov is malformed.
 std::unique_ptr<Mp4File> Mp4OpenFile(std::unique_ptr<Mp4Source> source);
 
 // MP4Read over a memory image (the bytes are copied); NULL where MP4Read would fail.

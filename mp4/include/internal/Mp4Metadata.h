@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Mp4Reader.h"
+#include "Mp4Source.h"
 
 struct Mp4DataValue {
     uint8_t typeSetIdentifier = 0;
@@ -23,9 +24,9 @@ struct Mp4FreeformItem {
     std::vector<Mp4DataValue> data;
 };
 
-// Parses the payload of an ilst box into its freeform items, in order (other items are skipped).
-// Never throws for malformed content: malformed items are left out.
-std::vector<Mp4FreeformItem> Mp4ParseIlst(Mp4Reader payload, int depth);
+// Parses the ilst box whose payload is `ilst` in `source` into its freeform items, in order; other
+// items are skipped unread. Never throws for malformed content: malformed items are left out.
+std::vector<Mp4FreeformItem> Mp4ParseIlst(Mp4Source& source, Mp4Span ilst, int depth);
 
 // True when `item` answers a search for `meaning` and `name` ("" matches any name).
 bool Mp4ItemMatches(const Mp4FreeformItem& item, const std::string& meaning, const std::string& name);

@@ -10,6 +10,7 @@
 #include "Mp4Metadata.h"
 #include "Mp4Reader.h"
 #include "Mp4SampleTable.h"
+#include "Mp4Source.h"
 
 struct Mp4Edit {
     uint64_t segmentDuration = 0;  // movie ticks, as stored
@@ -47,7 +48,8 @@ struct Mp4Movie {
     std::vector<Mp4FreeformItem> items;
 };
 
-// Parses a moov payload. Throws Mp4Error when a box is too small for its fields or counts, or
-// when there is no mvhd. A trak lacking tkhd, mdhd, hdlr, stsz/stz2, stsc, stco/co64 or stts is
-// kept but not listed.
-Mp4Movie Mp4ParseMovie(Mp4Reader moovPayload);
+// Parses the moov whose payload is `moov` in `source`, reading the boxes it needs one at a time;
+// the tracks' sample tables keep reading from `source`, which must outlive the movie. Throws
+// Mp4Error when a box is too small for its fields or counts, or when there is no mvhd. A trak
+// lacking tkhd, mdhd, hdlr, stsz/stz2, stsc, stco/co64 or stts is kept but not listed.
+Mp4Movie Mp4ParseMovie(Mp4Source& source, Mp4Span moov);

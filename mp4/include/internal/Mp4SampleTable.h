@@ -1,6 +1,8 @@
 // The sample tables of one track (stsz/stz2, stsc, stco/co64, stts, ctts, stss), validated when
 // parsed and indexed for lookups: cumulative arrays for binary search by time or index, cursors
-// for in-order access. Memory grows with the number of table entries, never with media size.
+// for in-order access. The run-length tables are held in memory, growing with their number of
+// runs; the per-sample tables (sizes, chunk offsets) stay in the file behind a fixed window, so
+// memory does not grow with the track's length.
 //
 // Sample ids are 1-based as in the C interface; indexes inside are 0-based.
 #pragma once
@@ -8,17 +10,20 @@
 #include <cstdint>
 #include <vector>
 
+#include "Mp4FileTable.h"
 #include "Mp4Reader.h"
 #include "Mp4RunIndex.h"
+#include "Mp4Source.h"
 
 class Mp4SampleTable {
 public:
     // Each parser takes the box payload (after the box header) and throws Mp4Error when the box
-    // cannot hold what its fields declare.
-    void ParseStsz(Mp4Reader payload);
-    void ParseStz2(Mp4Reader payload);
+    // cannot hold what its fields declare. The per-sample tables read only their fixed fields
+    // here and keep reading their entries from `source`, which must outlive the table.
+    void ParseStsz(Mp4Source& source, Mp4Span payload);
+    void ParseStz2(Mp4Source& source, Mp4Span payload);
     void ParseStsc(Mp4Reader payload);
-    void ParseChunkOffsets(Mp4Reader payload, bool sixtyFourBit);
+    void ParseChunkOffsets(Mp4Source& source, Mp4Span payload, bool sixtyFourBit);
     void ParseStts(Mp4Reader payload);
     void ParseCtts(Mp4Reader payload);
     void ParseStss(Mp4Reader payload);
@@ -30,7 +35,7 @@ public:
     uint32_t SampleCount() const { return sampleCount_; }
 
     // File offset and size of a sample; false for id 0, ids past the count, and samples whose
-    // chunk is not in the tables.
+    // chunk is not in the tables. Throws Io when the tables can no longer be read.
     bool Locate(uint32_t sampleId, uint64_t& offset, uint32_t& size) const;
 
     // Decode time and stts delta of a sample; false when stts does not reach it.
@@ -50,9 +55,21 @@ public:
     uint64_t RenderingOffset(uint32_t sampleId) const;
 
 private:
+    // Bytes of the samples of a chunk ahead of sample `index` (of `size` bytes), its chunk's
+    // first sample being `chunkFirst`; summed on from the sample located last when that one is in
+    // the same chunk and not after `index`, so reading in order costs one addition per sample.
+    uint64_t BytesBefore(uint64_t index, uint64_t chunkFirst, uint32_t size) const;
+
     uint32_t sampleCount_ = 0;
     uint32_t constantSize_ = 0;            // stsz sample_size; 0 when sizes are listed
-    std::vector<uint64_t> sizePrefix_;     // listed sizes as prefix sums (count + 1 entries)
+    Mp4FileTable sizes_;                   // listed sizes (sampleCount_ entries)
+    struct Located {
+        uint64_t index = UINT64_MAX;       // none yet
+        uint64_t chunkFirst = 0;
+        uint64_t before = 0;               // bytes of the chunk ahead of it
+        uint32_t size = 0;                 // its own
+    };
+    mutable Located last_;
 
     struct ChunkRun {
         uint32_t firstChunk;      // 1-based
@@ -60,7 +77,7 @@ private:
     };
     std::vector<ChunkRun> stscEntries_;
     Mp4RunIndex chunkRuns_;                // over samples, one run per stsc entry
-    std::vector<uint64_t> chunkOffsets_;
+    Mp4FileTable chunkOffsets_;
 
     std::vector<uint32_t> timeDeltas_;     // per stts run
     std::vector<uint64_t> timeStarts_;     // per stts run: decode time of its first sample
