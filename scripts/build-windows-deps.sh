@@ -95,8 +95,9 @@ ffmpeg_libraries() {
   echo "build-windows-deps.sh: building FFmpeg $ffmpeg_version into $ffmpeg_prefix" >&2
   apt-get -q source "ffmpeg=$ffmpeg_version" >> "$log" 2>&1 ||
     fail "apt-get source ffmpeg=$ffmpeg_version failed (the installed libavcodec-dev is not Debian's current version?)"
+  local upstream=${ffmpeg_version#*:}
   mkdir -p ffmpeg-build
-  (cd ffmpeg-build && ../ffmpeg-*/configure --prefix="$stage" --enable-cross-compile --cross-prefix=$triplet- \
+  (cd ffmpeg-build && "../ffmpeg-${upstream%-*}/configure" --prefix="$stage" --enable-cross-compile --cross-prefix=$triplet- \
     --cc=$triplet-gcc-win32 --arch=x86_64 --target-os=mingw32 --enable-static --disable-shared --disable-debug \
     --disable-programs --disable-doc --disable-everything --disable-autodetect --enable-w32threads \
     --disable-network --disable-avdevice --disable-avfilter --disable-swscale --disable-postproc \
