@@ -70,13 +70,13 @@ bench: setup
 	@ninja -C build-bench -j$(JOBS)
 	@bash scripts/bench.sh build-bench
 
-# The Windows DLL, its tarnbase.dll stand-in and zorv-decode.exe in $(WINDOWS_BUILD)/bin,
-# cross-built with MinGW-w64. FAAD2 and FDK AAC are built from Debian's sources once per
-# machine, into a cache outside the clone.
+# The Windows DLL, its sibling zorv_ffmpeg.dll, the tarnbase.dll stand-in and zorv-decode.exe in
+# $(WINDOWS_BUILD)/bin, cross-built with MinGW-w64. FAAD2, FDK AAC and FFmpeg are built from
+# Debian's sources once per machine, into a cache outside the clone.
 windows: setup
 	@deps=$$(bash scripts/build-windows-deps.sh) && cmake -S . -B $(WINDOWS_BUILD) -G Ninja \
 	  -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DZORV_BUILD_BENCH=OFF -DZORV_WINDOWS_DEPS=$$deps -DZORV_TEST_MATERIAL_DIR=$(abspath $(BUILD))/testdata \
+	  -DZORV_BUILD_BENCH=OFF "-DZORV_WINDOWS_DEPS=$$deps" -DZORV_TEST_MATERIAL_DIR=$(abspath $(BUILD))/testdata \
 	  -DZORV_LINUX_BIN_DIR=$(abspath $(BUILD))/bin $(CMAKE_FLAGS) > /dev/null
 	@ninja -C $(WINDOWS_BUILD) -j$(JOBS)
 

@@ -17,6 +17,13 @@ pkg_check_modules(FDKAAC REQUIRED IMPORTED_TARGET fdk-aac)
 add_library(zorv_dep_fdkaac INTERFACE)
 target_link_libraries(zorv_dep_fdkaac INTERFACE PkgConfig::FDKAAC)
 
+# FFmpeg's libraries, for the sibling module and zorv-decode --info: optional.
+pkg_check_modules(FFMPEG IMPORTED_TARGET libavformat libavcodec libavutil libswresample)
+if(FFMPEG_FOUND)
+  add_library(zorv_dep_ffmpeg INTERFACE)
+  target_link_libraries(zorv_dep_ffmpeg INTERFACE PkgConfig::FFMPEG)
+endif()
+
 if(ZORV_SYSTEM_MP4V2)
   pkg_check_modules(MP4V2 REQUIRED IMPORTED_TARGET mp4v2)
 endif()

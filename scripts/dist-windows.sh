@@ -9,7 +9,7 @@ name=zorv_aac-$version-windows-x64
 stage=$build/dist/$name
 rm -rf "$build/dist" "$build/$name.zip"
 mkdir -p "$stage/include/zorv"
-for file in zorv_aac.dll tarnbase.dll zorv-decode.exe; do
+for file in zorv_aac.dll zorv_ffmpeg.dll tarnbase.dll zorv-decode.exe; do
   x86_64-w64-mingw32-strip -o "$stage/$file" "$build/bin/$file"
 done
 cp "$root/include/zorv/decode.h" "$stage/include/zorv/"

@@ -58,7 +58,7 @@ if ! dpkg-query -W -f='${Status}' libfdk-aac-dev 2>/dev/null | grep -q 'install 
   write_sources /etc/apt/sources.list.d/zorv-nonfree.sources deb non-free || true
   need_update=1
 fi
-# The Windows build compiles FAAD2 and FDK AAC from Debian's source packages.
+# The Windows build compiles FAAD2, FDK AAC and FFmpeg from Debian's source packages.
 if [ -z "$(apt-cache showsrc faad2 2>/dev/null)" ] || [ -z "$(apt-cache showsrc fdk-aac 2>/dev/null)" ]; then
   write_sources /etc/apt/sources.list.d/zorv-src.sources deb-src "main non-free" || true
   need_update=1
@@ -71,8 +71,9 @@ packages=(
   ffmpeg faad libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
   clang libclang-rt-14-dev valgrind
   time
-  # The Windows build: MinGW-w64 with Win32 threads, Wine to run it, zip for the package.
-  gcc-mingw-w64-x86-64-win32 g++-mingw-w64-x86-64-win32 wine wine64 zip
+  # The Windows build: MinGW-w64 with Win32 threads, nasm for FFmpeg's assembly, Wine to run
+  # it, zip for the package.
+  gcc-mingw-w64-x86-64-win32 g++-mingw-w64-x86-64-win32 nasm wine wine64 zip
 )
 
 missing=()

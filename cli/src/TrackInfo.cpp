@@ -9,7 +9,9 @@
 #include "SoundTracks.h"
 
 #if defined(ZORV_CLI_FFMPEG)
+#ifndef _WIN32
 #include <dlfcn.h>
+#endif
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
@@ -39,9 +41,10 @@ const char* AacName(uint32_t objectType) {
 }
 
 #if defined(ZORV_CLI_FFMPEG)
-// FFmpeg's libraries are opened the first time --info meets such a track, never linked: loading
-// them (and the hundred libraries they pull in) would take most of zorv-decode's memory on every
-// run. The soname carries the major version of the headers compiled against.
+// On Linux FFmpeg's libraries are opened the first time --info meets such a track, never linked:
+// loading them (and the hundred libraries they pull in) would take most of zorv-decode's memory on
+// every run. The soname carries the major version of the headers compiled against. On Windows
+// they are static libraries, linked.
 struct FfmpegCalls {
     decltype(&av_log_set_level) setLogLevel = nullptr;
     decltype(&avformat_open_input) openInput = nullptr;
@@ -49,13 +52,21 @@ struct FfmpegCalls {
     decltype(&avcodec_descriptor_get) descriptor = nullptr;
 };
 
+#ifndef _WIN32
 template <class Fn>
 bool Resolve(void* library, const char* name, Fn& fn) {
     fn = reinterpret_cast<Fn>(dlsym(library, name));
     return fn != nullptr;
 }
+#endif
 
 const FfmpegCalls* Ffmpeg() {
+#ifdef _WIN32
+    // Linked statically on Windows.
+    static const FfmpegCalls linked{&av_log_set_level, &avformat_open_input, &avformat_close_input,
+                                    &avcodec_descriptor_get};
+    return &linked;
+#else
     static const FfmpegCalls* const calls = []() -> const FfmpegCalls* {
         // Symbols of libavcodec and libavutil are found through libavformat, which needs both.
         void* library = dlopen("libavformat.so." AV_STRINGIFY(LIBAVFORMAT_VERSION_MAJOR), RTLD_NOW | RTLD_LOCAL);
@@ -68,6 +79,7 @@ const FfmpegCalls* Ffmpeg() {
         return &loaded;  // the library stays loaded for the process's life
     }();
     return calls;
+#endif
 }
 #endif
 
