@@ -71,6 +71,7 @@ testhost::JobRecord RunAt(const std::string& path, uint32_t track) {
 
 bool IsLossless(const testhost::JobRecord& r) { return r.gotFormat && r.format.lossySource == 0; }
 bool IsFaad(const testhost::JobRecord& r) { return r.gotFormat && r.format.isFloat == 1 && r.format.lossySource; }
+bool IsXhe(const testhost::JobRecord& r) { return r.gotFormat && r.format.isFloat == 0 && r.format.lossySource; }
 bool IsSibling(const testhost::JobRecord& r) { return r.gotFormat && r.format.sampleRate == 8000; }
 
 TEST(Routing, SoundTracksAreCountedWithoutOtherTracks) {
@@ -81,28 +82,25 @@ TEST(Routing, SoundTracksAreCountedWithoutOtherTracks) {
         const char* name;
         std::string path;
         uint32_t track;
-        bool lossless;
+        bool (*expected)(const testhost::JobRecord&);
         uint32_t rate;
     } rows[] = {
-        {"video first, sound track 1 is ALAC", video, 1, true, 44100},
-        {"video first, any track", video, 0, true, 44100},
-        {"AAC then ALAC, any track: the probe takes ALAC", mixed, 0, true, 48000},
-        {"AAC then ALAC, track 1 is the AAC one", mixed, 1, false, 44100},
-        {"AAC then ALAC, track 2", mixed, 2, true, 48000},
+        {"video first, sound track 1 is ALAC", video, 1, IsLossless, 44100},
+        {"video first, any track", video, 0, IsLossless, 44100},
+        {"AAC then ALAC, any track: the probe takes ALAC", mixed, 0, IsLossless, 48000},
+        {"AAC then ALAC, track 1 is the AAC one", mixed, 1, IsFaad, 44100},
+        {"AAC then ALAC, track 2", mixed, 2, IsLossless, 48000},
+        // A sound track that does not exist: the AAC job finds no configuration and hands over.
+        {"AAC then ALAC, track 3", mixed, 3, IsSibling, 8000},
+        {"AAC then xHE-AAC, track 1", AacThenXhe(), 1, IsFaad, 44100},
+        {"AAC then xHE-AAC, track 2", AacThenXhe(), 2, IsXhe, 44100},
     };
     for (const auto& row : rows) {
         testhost::JobRecord r = RunAt(row.path, row.track);
-        ASSERT_TRUE(r.gotFormat) << row.name;
-        EXPECT_EQ(IsLossless(r), row.lossless) << row.name;
-        if (!row.lossless) {
-            EXPECT_TRUE(IsFaad(r)) << row.name;
-        }
+        EXPECT_TRUE(row.expected(r)) << row.name;
         EXPECT_EQ(r.format.sampleRate, row.rate) << row.name;
         EXPECT_EQ(r.finalMessages, 0) << row.name << ": a cancel at the format ends silently";
     }
-    // A sound track that does not exist: the AAC job finds no configuration and hands over.
-    testhost::JobRecord missing = RunAt(mixed, 3);
-    EXPECT_TRUE(IsSibling(missing));
 }
 
 TEST(Routing, EachKindOfFileReachesItsJob) {
@@ -115,6 +113,7 @@ TEST(Routing, EachKindOfFileReachesItsJob) {
         testhost::Final final = testhost::Final::Done;
     } rows[] = {
         {"ADTS stream: raw path", AdtsFile(), IsFaad, false},
+        {"USAC track: the xHE-AAC job, never FAAD2 or its hand-over", testfiles::DataFile("xhe_st44_p1.m4a"), IsXhe, false},
         {"configuration FAAD2 refuses: sibling", WithConfig("route-bad-asc.m4a", {0}), IsSibling, true},
         {"AAC track without samples: sibling", EmptyMoovAac(), IsSibling, true},
         // AAC-LC at 44.1 kHz with channel configuration 0: FAAD2 sets up a decoder of no channels.
@@ -129,20 +128,6 @@ TEST(Routing, EachKindOfFileReachesItsJob) {
         EXPECT_EQ(r.finalMessages, 1) << row.name;
         EXPECT_EQ(r.final, row.final) << row.name;
     }
-}
-
-TEST(Routing, UsacTracksGoToTheXheAacJob) {
-    const std::string usac = testfiles::DataFile("xhe_st44_p1.m4a");
-    ASSERT_NE(Sibling(), nullptr);
-    const int before = SiblingJobsEnded();
-    testhost::JobRecord r = testhost::RunJob(usac);
-    EXPECT_EQ(SiblingJobsEnded(), before) << "never the FAAD2 path or its hand-over";
-    EXPECT_EQ(r.finalMessages, 1);
-    EXPECT_TRUE(r.gotFormat && r.format.isFloat == 0 && r.format.lossySource == 1) << "xHE-AAC delivers integers";
-    // Behind an AAC track: sound track 2 is the xHE-AAC one, sound track 1 still goes to FAAD2.
-    const testhost::JobRecord second = RunAt(AacThenXhe(), 2);
-    EXPECT_TRUE(second.gotFormat && second.format.isFloat == 0 && second.format.lossySource == 1);
-    EXPECT_TRUE(IsFaad(RunAt(AacThenXhe(), 1)));
 }
 
 }  // namespace

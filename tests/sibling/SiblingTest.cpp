@@ -8,7 +8,6 @@
 #include <atomic>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 
 #include "TestFiles.h"
 #include "TestHost.h"
@@ -52,13 +51,6 @@ std::string Make(const Source& source) {
     });
 }
 
-std::vector<float> Floats(const std::string& path) {
-    const std::vector<uint8_t> bytes = testfiles::ReadAll(path);
-    std::vector<float> out(bytes.size() / 4);
-    if (!out.empty()) std::memcpy(out.data(), bytes.data(), out.size() * 4);
-    return out;
-}
-
 TEST(Sibling, DecodesWhatTheModuleHandsOverAsFfmpegDoes) {
     struct Row {
         Source source;
@@ -87,8 +79,8 @@ TEST(Sibling, DecodesWhatTheModuleHandsOverAsFfmpegDoes) {
 
         ASSERT_TRUE(testfiles::Run(testfiles::BinDir() + "/zorv-decode -q -f raw -o " + dir + "/ours.pcm " + input));
         ASSERT_TRUE(testfiles::Run(Ffmpeg() + " -i " + input + " " + row.reference + " -f f32le " + dir + "/ref.pcm"));
-        const std::vector<float> ours = Floats(dir + "/ours.pcm");
-        const std::vector<float> reference = Floats(dir + "/ref.pcm");
+        const std::vector<float> ours = testfiles::Floats(testfiles::ReadAll(dir + "/ours.pcm"));
+        const std::vector<float> reference = testfiles::Floats(testfiles::ReadAll(dir + "/ref.pcm"));
         std::printf("%s: %zu frames, ffmpeg %zu\n", source.file, ours.size() / source.channels,
                     reference.size() / source.channels);
         ASSERT_EQ(ours.size(), reference.size()) << source.file;

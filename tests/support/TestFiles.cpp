@@ -18,28 +18,18 @@
 namespace testfiles {
 
 namespace {
-bool Exists(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::exists(path, error);
-}
-
 long FileSize(const std::string& path) {
     std::error_code error;
     const auto size = std::filesystem::file_size(path, error);
     return error ? -1 : static_cast<long>(size);
 }
-
-void MakeDirs(const std::string& dir) {
-    std::error_code error;
-    std::filesystem::create_directories(dir, error);
-}
 }  // namespace
 
 std::string GeneratedDir() {
     static const std::string dir = [] {
-        std::string d = ZORV_TEST_GENERATED_DIR;
-        MakeDirs(d);
-        return d;
+        std::error_code error;
+        std::filesystem::create_directories(ZORV_TEST_GENERATED_DIR, error);
+        return std::string(ZORV_TEST_GENERATED_DIR);
     }();
     return dir;
 }
@@ -84,7 +74,10 @@ std::string Ffprobe() { return "ffprobe -v error"; }
 
 std::vector<float> FfmpegFloats(const std::string& path) {
     const std::string name = std::filesystem::path(path).filename().string() + ".ffmpeg.f32";
-    const std::vector<uint8_t> bytes = ReadAll(FfmpegFile(name, "-c:a aac -i '" + path + "' -f f32le"));
+    return Floats(ReadAll(FfmpegFile(name, "-c:a aac -i '" + path + "' -f f32le")));
+}
+
+std::vector<float> Floats(const std::vector<uint8_t>& bytes) {
     std::vector<float> samples(bytes.size() / 4);
     if (!samples.empty()) std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
     return samples;
@@ -118,7 +111,8 @@ std::string Capture(const std::string& command) {
 
 std::string SharedFixture(const std::string& name) {
     const std::string path = std::string(ZORV_SOURCE_DIR) + "/../shared/fixtures/" + name;
-    return Exists(path) ? path : "";
+    std::error_code error;
+    return std::filesystem::exists(path, error) ? path : "";
 }
 
 std::string DataFile(const std::string& name) { return std::string(ZORV_SOURCE_DIR) + "/tests/data/" + name; }

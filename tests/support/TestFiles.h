@@ -34,6 +34,9 @@ std::string Ffprobe();  // "ffprobe -v error"
 // generated material under the file's name (so `path` must be generated material too).
 std::vector<float> FfmpegFloats(const std::string& path);
 
+// Little-endian 32-bit floats, as f32le files and the jobs' float blocks hold them.
+std::vector<float> Floats(const std::vector<uint8_t>& bytes);
+
 // ffprobe's records ("-of compact=p=0" lines: key=value|key=value) for `args` on `path`.
 std::vector<std::map<std::string, std::string>> ProbeRecords(const std::string& args, const std::string& path);
 

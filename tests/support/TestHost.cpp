@@ -3,8 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstring>
 #include <memory>
+
+#include "TestFiles.h"
 
 extern "C" HANDLE Decode(const WCHAR* path, DWORD hostThreadId, uint64_t* startPosition, UINT msgFailed,
                          UINT msgDone, UINT msgBlock, UINT msgFormat, DWORD trackNumber);
@@ -117,7 +118,6 @@ std::vector<JobRecord> RunJobs(const std::vector<std::string>& paths, const RunO
         if (role == 3) {
             r.gotFormat = true;
             r.format = Copy(*block);
-            r.hadStartValue = options.useStartPosition;
             r.startValueAtFormat = *starts[k];
             cancel = options.cancelAt == 0;
         } else {
@@ -142,11 +142,7 @@ std::vector<JobRecord> RunJobs(const std::vector<std::string>& paths, const RunO
 
 JobRecord RunJob(const std::string& path, const RunOptions& options) { return RunJobs({path}, options).front(); }
 
-std::vector<float> AsFloats(const JobRecord& record) {
-    std::vector<float> out(record.pcm.size() / 4);
-    if (!out.empty()) std::memcpy(out.data(), record.pcm.data(), out.size() * 4);
-    return out;
-}
+std::vector<float> AsFloats(const JobRecord& record) { return testfiles::Floats(record.pcm); }
 
 std::vector<int32_t> AsInts(const JobRecord& record) {
     std::vector<int32_t> out;

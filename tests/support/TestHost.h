@@ -40,7 +40,6 @@ struct JobRecord {
     std::vector<Message> messages;     // every message of this job, in arrival order
     bool gotFormat = false;
     BlockCopy format;                  // copy of the record at msgFormat
-    bool hadStartValue = false;
     uint64_t startValueAtFormat = 0;   // *startPosition when msgFormat arrived
     std::vector<uint8_t> pcm;          // every block's bytes, concatenated
     std::vector<uint32_t> blockSizes;

@@ -1,7 +1,6 @@
 #include "Mp4Material.h"
 
 #include <cstdio>
-#include <cstring>
 #include <sstream>
 
 #include "BoxBuilder.h"
@@ -94,12 +93,9 @@ std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length) {
 
 std::vector<float> DecodeTrack(const std::string& path) {
     const std::string name = path.substr(path.rfind('/') + 1) + ".faad.f32";
-    const std::vector<uint8_t> bytes = testfiles::ReadAll(testfiles::Generated(name, [&](const std::string& out) {
+    return testfiles::Floats(testfiles::ReadAll(testfiles::Generated(name, [&](const std::string& out) {
         return testfiles::Run(testfiles::BinDir() + "/zorv_test_faad_mp4 '" + path + "' " + out);
-    }));
-    std::vector<float> pcm(bytes.size() / 4);
-    if (!pcm.empty()) std::memcpy(pcm.data(), bytes.data(), pcm.size() * 4);
-    return pcm;
+    })));
 }
 
 }  // namespace mp4material
