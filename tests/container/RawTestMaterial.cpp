@@ -4,7 +4,6 @@
 
 #include <cstdio>
 
-#include "BitWriter.h"
 #include "TestFiles.h"
 
 namespace rawtest {
@@ -47,49 +46,6 @@ std::vector<Bytes> SplitAdts(const Bytes& stream) {
 Bytes Join(const std::vector<Bytes>& frames) {
     Bytes out;
     for (const Bytes& f : frames) out.insert(out.end(), f.begin(), f.end());
-    return out;
-}
-
-Bytes RawBlocks(const std::vector<Bytes>& adtsFrames) {
-    Bytes out;
-    for (const Bytes& f : adtsFrames) {
-        const size_t header = (f[1] & 0x01) ? 7 : 9;  // protection_absent
-        out.insert(out.end(), f.begin() + static_cast<long>(header), f.end());
-    }
-    return out;
-}
-
-Bytes Adif(const std::vector<Bytes>& adtsFrames, uint32_t bitRate, bool copyrightId) {
-    const uint8_t* h = adtsFrames.at(0).data();
-    const uint32_t rateIndex = (h[2] & 0x3Cu) >> 2;
-    const uint32_t channelConfig = ((h[2] & 0x01u) << 2) | (h[3] >> 6);
-    BitWriter w;
-    w.Put('A', 8), w.Put('D', 8), w.Put('I', 8), w.Put('F', 8);
-    w.Put(copyrightId ? 1 : 0, 1);
-    if (copyrightId) {
-        for (int i = 0; i < 9; ++i) w.Put(0x41, 8);
-    }
-    w.Put(0, 1);  // original_copy
-    w.Put(0, 1);  // home
-    w.Put(0, 1);  // bitstream_type: constant rate
-    w.Put(bitRate, 23);
-    w.Put(0, 4);  // num_program_config_elements - 1
-    w.Put(0, 20);  // adif_buffer_fullness
-    // program_config_element (ISO/IEC 14496-3, 4.4.1.1): one front element.
-    w.Put(0, 4);          // element_instance_tag
-    w.Put(1, 2);          // object_type: AAC LC
-    w.Put(rateIndex, 4);
-    w.Put(1, 4);          // num_front_channel_elements
-    w.Put(0, 4), w.Put(0, 4), w.Put(0, 2), w.Put(0, 3), w.Put(0, 4);
-    w.Put(0, 1), w.Put(0, 1), w.Put(0, 1);  // no mixdowns
-    w.Put(channelConfig == 2 ? 1 : 0, 1);   // front_element_is_cpe
-    w.Put(0, 4);                             // front_element_tag_select
-    w.Align();
-    w.Put(0, 8);  // comment_field_bytes
-    w.Align();
-    Bytes out = w.Data();
-    const Bytes raw = RawBlocks(adtsFrames);
-    out.insert(out.end(), raw.begin(), raw.end());
     return out;
 }
 

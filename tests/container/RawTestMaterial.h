@@ -1,5 +1,5 @@
 // Raw AAC test material: ADTS streams made with ffmpeg's AAC encoder, split into frames, and
-// rebuilt behind and before tags, as ADIF or as bare raw frames.
+// rebuilt behind and before tags.
 #pragma once
 
 #include <cstdint>
@@ -19,13 +19,6 @@ std::string AdtsFile(const std::string& layout, uint32_t sampleRate, uint32_t fr
 std::vector<Bytes> SplitAdts(const Bytes& stream);
 
 Bytes Join(const std::vector<Bytes>& frames);
-
-// The raw_data_block of each ADTS frame, headers stripped.
-Bytes RawBlocks(const std::vector<Bytes>& adtsFrames);
-
-// An ADIF stream: header (CBR at `bitRate`, one program of 1 SCE or 1 CPE, AAC LC) and the
-// raw blocks of the frames.
-Bytes Adif(const std::vector<Bytes>& adtsFrames, uint32_t bitRate, bool copyrightId);
 
 // ID3v2.3 tag with one COMM "iTunSMPB" frame (8-bit text) for the given values.
 Bytes Id3WithSmpb(uint32_t delay, uint32_t padding, uint64_t length);
