@@ -23,7 +23,6 @@ TEST(WavWriter, HeadersDescribeTheAnnouncedFormat) {
         const char* layout;
     } rows[] = {
         {{2, 44100, 16, false}, 1, 16, 0, "pcm_s16le", "unknown"},  // plain PCM carries no channel mask
-        {{1, 8000, 16, false}, 1, 16, 0, "pcm_s16le", "unknown"},
         {{2, 48000, 32, true}, 0xFFFE, 32, 32, "pcm_f32le", "stereo"},
         {{6, 96000, 24, false}, 0xFFFE, 24, 24, "pcm_s24le", "5.1(side)"},
         {{2, 44100, 20, false}, 0xFFFE, 24, 20, "pcm_s24le", "stereo"},  // 20 bits in 24-bit containers

@@ -73,37 +73,6 @@ Bytes Id3WithSmpb(uint32_t delay, uint32_t padding, uint64_t length) {
     return tag;
 }
 
-Bytes Id3v1Tag() {
-    Bytes t;
-    Append(t, "TAG");
-    t.resize(128, 0x20);
-    return t;
-}
-
-Bytes ApeTag() {
-    auto header = [](bool isHeader) {
-        Bytes h;
-        Append(h, "APETAGEX");
-        const uint32_t fields[] = {2000, 32 + 18, 1, isHeader ? 0xA0000000u : 0x80000000u};
-        for (uint32_t f : fields) {
-            for (int i = 0; i < 4; ++i) h.push_back(static_cast<uint8_t>(f >> (8 * i)));
-        }
-        h.resize(32, 0);
-        return h;
-    };
-    Bytes item{5, 0, 0, 0, 0, 0, 0, 0};
-    Append(item, "Title");
-    item.push_back(0);
-    Append(item, "hello");
-    return Concat({header(true), item, header(false)});
-}
-
-Bytes Lyrics3Tag() {
-    Bytes t;
-    Append(t, "LYRICSBEGININD0000200000000000000LYRICS200");
-    return Concat({t, Id3v1Tag()});
-}
-
 Bytes Concat(std::initializer_list<Bytes> parts) {
     Bytes out;
     for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());

@@ -1,5 +1,5 @@
 // Raw AAC test material: ADTS streams made with ffmpeg's AAC encoder, split into frames, and
-// rebuilt behind and before tags.
+// rebuilt behind tags.
 #pragma once
 
 #include <cstdint>
@@ -22,10 +22,6 @@ Bytes Join(const std::vector<Bytes>& frames);
 
 // ID3v2.3 tag with one COMM "iTunSMPB" frame (8-bit text) for the given values.
 Bytes Id3WithSmpb(uint32_t delay, uint32_t padding, uint64_t length);
-
-Bytes Id3v1Tag();
-Bytes ApeTag();       // APEv2 header, one item, footer
-Bytes Lyrics3Tag();   // Lyrics3 v2 block followed by an ID3v1 tag, as taggers write it
 
 Bytes Concat(std::initializer_list<Bytes> parts);
 std::string Write(const std::string& name, const Bytes& bytes);  // into a scratch directory

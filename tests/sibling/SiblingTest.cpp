@@ -81,8 +81,6 @@ TEST(Sibling, DecodesWhatTheModuleHandsOverAsFfmpegDoes) {
         ASSERT_TRUE(testfiles::Run(Ffmpeg() + " -i " + input + " " + row.reference + " -f f32le " + dir + "/ref.pcm"));
         const std::vector<float> ours = testfiles::Floats(testfiles::ReadAll(dir + "/ours.pcm"));
         const std::vector<float> reference = testfiles::Floats(testfiles::ReadAll(dir + "/ref.pcm"));
-        std::printf("%s: %zu frames, ffmpeg %zu\n", source.file, ours.size() / source.channels,
-                    reference.size() / source.channels);
         ASSERT_EQ(ours.size(), reference.size()) << source.file;
         ASSERT_GT(ours.size(), static_cast<size_t>(source.rate * source.channels)) << source.file;
         size_t differing = 0;

@@ -112,9 +112,6 @@ TEST(RawAacJob, LengthWithoutUsableGaplessData) {
     const Row rows[] = {
         {"NoTag", adts, all},
         {"PaddingZeroIgnored", rawtest::Concat({rawtest::Id3WithSmpb(1024, 0, 44100), adts}), all},
-        {"Id3v1Behind", rawtest::Concat({adts, rawtest::Id3v1Tag()}), all},
-        {"ApeBehind", rawtest::Concat({adts, rawtest::ApeTag()}), all},
-        {"Lyrics3Behind", rawtest::Concat({adts, rawtest::Lyrics3Tag()}), all},
         {"JunkBeforeSync", rawtest::Concat({Bytes(700, 0x22), adts}), all},
         // A delay of 2112 is applied as found.
         {"DelayFromTag", rawtest::Concat({rawtest::Id3WithSmpb(2112, 1, 44100), adts}), all + 1024 - 2112 - 1},
