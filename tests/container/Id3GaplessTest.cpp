@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <deque>
 #include <string>
 #include <vector>
 
@@ -14,58 +13,18 @@
 
 namespace {
 
-using rawtest::Bytes;
-using rawtest::Concat;
-
 // iTunes' layout: a leading space and twelve fields; delay 0x840, padding 0x1CA, length 0x3E2B36.
 const std::string kItunesText =
     " 00000000 00000840 000001CA 00000000003E2B36 00000000 00000000 00000000 00000000 00000000 00000000 "
     "00000000 00000000";
 
-enum Enc { Latin1, Utf8, Utf16Le, Utf16Be, Utf16BeNoBom };
+using namespace rawtest;  // the ID3v2 builders
 
 Bytes Text(const std::string& s) { return Bytes(s.begin(), s.end()); }
-
-// The text as UTF-16 code units (with a byte order mark unless `noBom`) and a zero terminator.
-Bytes Utf16(const std::string& ascii, bool bigEndian, bool noBom = false) {
-    Bytes out = noBom ? Bytes{} : bigEndian ? Bytes{0xFE, 0xFF} : Bytes{0xFF, 0xFE};
-    for (char c : ascii) out.insert(out.end(), {bigEndian ? uint8_t{0} : uint8_t(c), bigEndian ? uint8_t(c) : uint8_t{0}});
-    return Concat({out, {0, 0}});
-}
-
-Bytes CommentBody(Enc enc, const std::string& text, const std::string& description = "iTunSMPB") {
-    const uint8_t code[] = {0, 3, 1, 1, 2};
-    const Bytes head = Concat({{code[enc]}, Text("eng")});
-    if (enc <= Utf8) return Concat({head, Text(description), {0}, Text(text), {0}});
-    return Concat({head, Utf16(description, enc != Utf16Le, enc == Utf16BeNoBom), Utf16(text, enc != Utf16Le, enc == Utf16BeNoBom)});
-}
-
-Bytes Syncsafe(uint32_t v) { return {uint8_t(v >> 21 & 0x7F), uint8_t(v >> 14 & 0x7F), uint8_t(v >> 7 & 0x7F), uint8_t(v & 0x7F)}; }
-Bytes Be(uint32_t v, int n) {
-    Bytes out;
-    for (int i = n - 1; i >= 0; --i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
-    return out;
-}
-
-enum class Sizes { ForVersion, Plain, Syncsafe };
-
-// One frame in the layout of `major`: 2 -> 3-char id and 24-bit size, 3 -> plain 32-bit size,
-// 4 -> syncsafe size; `sizes` forces one 32-bit size layout.
-Bytes Frame(int major, const std::string& id, const Bytes& body, Sizes sizes = Sizes::ForVersion) {
-    const auto n = static_cast<uint32_t>(body.size());
-    if (major == 2) return Concat({Text(id.substr(0, 3)), Be(n, 3), body});
-    const bool syncsafe = sizes == Sizes::Syncsafe || (sizes == Sizes::ForVersion && major >= 4);
-    return Concat({Text(id), syncsafe ? Syncsafe(n) : Be(n, 4), {0, 0}, body});
-}
-Bytes Comment(int major, const Bytes& body, Sizes sizes = Sizes::ForVersion) { return Frame(major, "COMM", body, sizes); }
+Bytes Comment(int major, const Bytes& body, Id3Sizes sizes = Id3Sizes::ForVersion) { return Id3Frame(major, "COMM", body, sizes); }
 Bytes Latin1Comment(const std::string& text) { return Comment(3, CommentBody(Latin1, text)); }
 
-Bytes Tag(int major, int revision, uint8_t flags, const Bytes& content, size_t padding = 0) {
-    return Concat({Text("ID3"), {uint8_t(major), uint8_t(revision), flags}, Syncsafe(static_cast<uint32_t>(content.size() + padding)),
-                   content, Bytes(padding, 0)});
-}
-
-Bytes TextFrame(int major) { return Frame(major, major == 2 ? "TT2" : "TIT2", Concat({{0}, Text("A title")})); }
+Bytes TextFrame(int major) { return Id3Frame(major, major == 2 ? "TT2" : "TIT2", Concat({{0}, Text("A title")})); }
 
 const Bytes kAudio(600, 0x55);  // stand-in audio behind the tag, so positions in the file are meaningful
 
@@ -86,44 +45,44 @@ std::vector<Id3Case> Cases() {
     for (int major : {2, 3, 4}) {
         for (int enc = Latin1; enc <= Utf16BeNoBom; ++enc) {
             rows.push_back(Smpb("V2_" + std::to_string(major) + "_" + encodings[enc],
-                                Tag(major, 0, 0, Concat({TextFrame(major), Comment(major, CommentBody(Enc(enc), kItunesText))}), 64)));
+                                Id3Tag(major, 0, 0, Concat({TextFrame(major), Comment(major, CommentBody(Id3Text(enc), kItunesText))}), 64)));
         }
     }
     const Bytes utf16 = CommentBody(Utf16Le, kItunesText);  // 250 bytes: sizes differ by layout
-    rows.push_back(Smpb("V2_3Revision1SyncsafeSizes", Tag(3, 1, 0, Comment(3, utf16, Sizes::Syncsafe))));
+    rows.push_back(Smpb("V2_3Revision1SyncsafeSizes", Id3Tag(3, 1, 0, Comment(3, utf16, Id3Sizes::Syncsafe))));
     // A 128-byte body has the plain size 00 00 00 80, which reads as syncsafe 0: end of walk.
     rows.push_back(NoData("V2_3Revision1PlainSizesBreakWalk",
-                          Concat({Tag(3, 1, 0, Comment(3, CommentBody(Latin1, kItunesText.substr(0, 114)), Sizes::Plain)), kAudio})));
+                          Concat({Id3Tag(3, 1, 0, Comment(3, CommentBody(Latin1, kItunesText.substr(0, 114)), Id3Sizes::Plain)), kAudio})));
     // Extended headers: 2.3 counts the size without its own 4 bytes, 2.4 with them.
-    rows.push_back(Smpb("V2_3ExtendedHeader", Tag(3, 0, 0x40, Concat({{0, 0, 0, 6, 0, 0, 0, 0, 0, 0}, Latin1Comment(kItunesText)}))));
+    rows.push_back(Smpb("V2_3ExtendedHeader", Id3Tag(3, 0, 0x40, Concat({{0, 0, 0, 6, 0, 0, 0, 0, 0, 0}, Latin1Comment(kItunesText)}))));
     rows.push_back(NoData("V2_3ExtendedHeaderSizeBelow6",
-                          Concat({Tag(3, 0, 0x40, Concat({{0, 0, 0, 5, 0, 0, 0, 0, 0}, Latin1Comment(kItunesText)})), kAudio})));
+                          Concat({Id3Tag(3, 0, 0x40, Concat({{0, 0, 0, 5, 0, 0, 0, 0, 0}, Latin1Comment(kItunesText)})), kAudio})));
     rows.push_back(Smpb("V2_4ExtendedHeaderWithCrc",
-                        Tag(4, 0, 0x40, Concat({{0, 0, 0, 12, 1, 0x20, 5, 1, 2, 3, 4, 5}, Comment(4, CommentBody(Latin1, kItunesText))}))));
+                        Id3Tag(4, 0, 0x40, Concat({{0, 0, 0, 12, 1, 0x20, 5, 1, 2, 3, 4, 5}, Comment(4, CommentBody(Latin1, kItunesText))}))));
     // The smallest 2.4 extended header (6 bytes) is below the accepted size once its own four
     // size bytes are taken off: no gapless data.
     rows.push_back(NoData("V2_4MinimalExtendedHeader",
-                          Concat({Tag(4, 0, 0x40, Concat({{0, 0, 0, 6, 1, 0}, Comment(4, CommentBody(Latin1, kItunesText))})), kAudio})));
+                          Concat({Id3Tag(4, 0, 0x40, Concat({{0, 0, 0, 6, 1, 0}, Comment(4, CommentBody(Latin1, kItunesText))})), kAudio})));
     rows.push_back(NoData("ExtendedHeaderCutShort", Bytes{'I', 'D', '3', 3, 0, 0x40, 0, 0, 0, 20, 0, 0}));
     // Padding ends the walk: a comment frame behind it is never reached.
-    rows.push_back(NoData("ZeroPaddingBeforeComment", Concat({Tag(3, 0, 0, Concat({TextFrame(3), Bytes(20, 0), Latin1Comment(kItunesText)})), kAudio})));
+    rows.push_back(NoData("ZeroPaddingBeforeComment", Concat({Id3Tag(3, 0, 0, Concat({TextFrame(3), Bytes(20, 0), Latin1Comment(kItunesText)})), kAudio})));
     // Comment frames that are not the gapless one are passed over.
-    rows.push_back(Smpb("OtherCommentFirst", Tag(3, 0, 0, Concat({Comment(3, CommentBody(Latin1, "just a comment that is long enough to count", "")),
+    rows.push_back(Smpb("OtherCommentFirst", Id3Tag(3, 0, 0, Concat({Comment(3, CommentBody(Latin1, "just a comment that is long enough to count", "")),
                                                                   Comment(3, CommentBody(Latin1, kItunesText, "iTunNORM")),
                                                                   Comment(3, CommentBody(Utf16Be, kItunesText))}))));
     // Zero values mean no gapless data, but the values are still written.
-    rows.push_back({"ZeroPadding", Concat({Tag(3, 0, 0, Latin1Comment(" 00000000 00000840 00000000 00000000003E2B36")), kAudio}), false, 2112, 0, 4074294});
-    rows.push_back({"ZeroDelay", Concat({Tag(3, 0, 0, Latin1Comment(" 00000000 00000000 000001CA 00000000003E2B36")), kAudio}), false, 0, 458, 4074294});
+    rows.push_back({"ZeroPadding", Concat({Id3Tag(3, 0, 0, Latin1Comment(" 00000000 00000840 00000000 00000000003E2B36")), kAudio}), false, 2112, 0, 4074294});
+    rows.push_back({"ZeroDelay", Concat({Id3Tag(3, 0, 0, Latin1Comment(" 00000000 00000000 000001CA 00000000003E2B36")), kAudio}), false, 0, 458, 4074294});
     // Minimum frame sizes: 57 bytes for 8-bit text (13 before the text, 44 of text and zero).
     const std::string text42 = std::string(" 0 840 1CA 3E2B36") + std::string(25, ' ');
-    rows.push_back(NoData("Latin1Frame56Bytes", Concat({Tag(3, 0, 0, Latin1Comment(text42)), kAudio})));
-    rows.push_back({"Latin1Frame57Bytes", Concat({Tag(3, 0, 0, Latin1Comment(text42 + " ")), kAudio}), true, 2112, 458, 4074294});
-    rows.push_back(NoData("ThreeFieldsOnly", Concat({Tag(3, 0, 0, Latin1Comment(" 00000000 00000840 000001CA                       ")), kAudio})));
+    rows.push_back(NoData("Latin1Frame56Bytes", Concat({Id3Tag(3, 0, 0, Latin1Comment(text42)), kAudio})));
+    rows.push_back({"Latin1Frame57Bytes", Concat({Id3Tag(3, 0, 0, Latin1Comment(text42 + " ")), kAudio}), true, 2112, 458, 4074294});
+    rows.push_back(NoData("ThreeFieldsOnly", Concat({Id3Tag(3, 0, 0, Latin1Comment(" 00000000 00000840 000001CA                       ")), kAudio})));
     // Malformed sizes and files.
     Bytes oddUtf16 = CommentBody(Utf16Le, kItunesText);
     oddUtf16.push_back('7');  // odd body: the last byte pairs with the terminator
-    rows.push_back(Smpb("OddSizedUtf16Body", Tag(3, 0, 0, Comment(3, oddUtf16))));
-    Bytes huge = Tag(3, 0, 0, Latin1Comment(kItunesText)), negative = huge;
+    rows.push_back(Smpb("OddSizedUtf16Body", Id3Tag(3, 0, 0, Comment(3, oddUtf16))));
+    Bytes huge = Id3Tag(3, 0, 0, Latin1Comment(kItunesText)), negative = huge;
     huge[14] = 0x7F;      // frame size 0x7F0000xx: far more than the file holds
     negative[14] = 0x80;  // plain size with the top bit set
     rows.push_back(NoData("CommentLargerThanFile", Concat({huge, kAudio})));

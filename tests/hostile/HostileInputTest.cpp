@@ -85,15 +85,9 @@ Bytes Id3(const std::function<void(Bytes&)>& change) {
 // An ID3v2.3 tag whose one comment frame holds "iTunSMPB" in UTF-16 with byte order marks, its
 // last byte cut off so that the frame has an odd size.
 Bytes OddUtf16Comment() {
-    Bytes body{1, 'e', 'n', 'g'};
-    for (const std::string text : {"iTunSMPB", " 00000000 00000840 000001F4 000000000000AC44"}) {
-        body.insert(body.end(), {0xFF, 0xFE});
-        for (char c : text) body.insert(body.end(), {static_cast<uint8_t>(c), 0});
-        body.insert(body.end(), {0, 0});
-    }
+    Bytes body = rawtest::CommentBody(rawtest::Utf16Le, " 00000000 00000840 000001F4 000000000000AC44");
     body.pop_back();
-    const Bytes frame = rawtest::Concat({Bytes{'C', 'O', 'M', 'M'}, Put32(Bytes(4), 0, static_cast<uint32_t>(body.size())), Bytes(2), body});
-    return rawtest::Concat({Bytes{'I', 'D', '3', 3, 0, 0, 0, 0, static_cast<uint8_t>(frame.size() >> 7), static_cast<uint8_t>(frame.size() & 0x7F)}, frame, Adts()});
+    return rawtest::Concat({rawtest::Id3Tag(3, 0, 0, rawtest::Id3Frame(3, "COMM", body)), Adts()});
 }
 // A 7.1 stream of 2,120 frames: 66 MiB decoded.
 Bytes LongSurround() {
