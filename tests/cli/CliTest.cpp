@@ -27,8 +27,6 @@ Result RunCli(const std::string& arguments) {
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, std::string(text.begin(), text.end())};
 }
 
-size_t Lines(const std::string& text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
-
 std::string LosslessStereo() {
     return testfiles::FfmpegFile("cli-alac-stereo-32k.m4a", "-f lavfi -i \"aevalsrc=exprs='0.4*sin(2*PI*(200+300*t)*t)|0.3*sin(2*PI*555*t)':"
                                                             "s=32000:d=4\" -c:a alac -sample_fmt s16p");
@@ -55,7 +53,7 @@ TEST(Cli, EachFailedInputGetsOneLineAndStatusOne) {
     const std::string missing = dir + "/missing.m4a";
     Result r = RunCli("-q -o " + dir + " " + empty + " " + junk + " " + missing + " " + dir);
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(Lines(r.errors), 4u) << r.errors;
+    EXPECT_EQ(std::count(r.errors.begin(), r.errors.end(), '\n'), 4) << r.errors;
     for (const std::string& input : {empty, junk, missing})
         EXPECT_NE(r.errors.find(input + ": "), std::string::npos) << input << " named in\n" << r.errors;
 }

@@ -30,20 +30,10 @@ DWORD WINAPI WatchThread(LPVOID p) {
     return 0;
 }
 
+// Every field by value, in declaration order.
 BlockCopy Copy(const PcmBlock& b) {
-    BlockCopy c;
-    c.data = b.data;
-    c.byteCount = b.byteCount;
-    c.progress = b.progress;
-    c.channels = b.channels;
-    c.sampleRate = b.sampleRate;
-    c.bitsPerSample = b.bitsPerSample;
-    c.isFloat = b.isFloat;
-    c.readyEvent = b.readyEvent;
-    c.cancel = b.cancel;
-    c.jobThread = b.jobThread;
-    c.lossySource = b.lossySource;
-    return c;
+    return {b.data,    b.byteCount,  b.progress, b.channels,  b.sampleRate, b.bitsPerSample,
+            b.isFloat, b.readyEvent, b.cancel,   b.jobThread, b.lossySource};
 }
 
 }  // namespace

@@ -10,13 +10,7 @@ namespace mp4material {
 namespace {
 
 const char* Layout(uint32_t channels) {
-    switch (channels) {
-        case 1: return "mono";
-        case 2: return "stereo";
-        case 6: return "5.1";
-        case 8: return "7.1";
-        default: return "";
-    }
+    return channels == 1 ? "mono" : channels == 2 ? "stereo" : channels == 6 ? "5.1" : "7.1";
 }
 
 std::string LavfiInput(const Source& s) {
