@@ -101,9 +101,9 @@ Bytes SurroundM4a() {
     return AddSmpb(testfiles::ReadAll(m4a), "0 840 FFFFFFFF 0");
 }
 // ftyp and moov of the fragmented file, then `count` fragments of one 16-byte sample each.
-Bytes Fragments(size_t count, uint32_t sampleCount) {
+Bytes Fragments(size_t count) {
     const Bytes frag = Frag();
-    const Bytes trun = BoxBuilder("trun").Full(0, 0x201).U32(sampleCount).U32(80).U32(16).Build();
+    const Bytes trun = BoxBuilder("trun").Full(0, 0x201).U32(1).U32(80).U32(16).Build();
     const Bytes traf = BoxBuilder("traf").Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(1)).Bytes(trun).Build();
     const Bytes moof = BoxBuilder("moof").Child(BoxBuilder("mfhd").Full(0, 0).U32(1)).Bytes(traf).Build();
     return rawtest::Concat({Bytes(frag.begin(), frag.begin() + static_cast<long>(FindBox(frag, "moof"))),
@@ -224,9 +224,8 @@ TEST(HostileInput, EachRowEndsCleanlyWithinItsBounds) {
         {"ID3 extended header all ones", Via::Job, [] { return Id3([](Bytes& t) { t[5] = 0x40, std::memset(&t[10], 0xFF, 4); }); }, D},
         {"ISO free box of 100 MiB", Via::Iso, nullptr, D, 60, 16, 0, BehindFreeSpace(100 * kMiB)},
         {"ISO 500,000 empty top-level boxes", Via::Iso, [] { return rawtest::Concat({Repeat(BoxBuilder("free").Build(), 500000), Frag()}); }, D},
-        {"ISO 100,000 fragments", Via::Iso, [] { return Fragments(100000, 1); }, D, 120, 32},
+        {"ISO 100,000 fragments", Via::Iso, [] { return Fragments(100000); }, D, 120, 32},
         {"ISO stsz size and count 2^32-1 (fuzz find)", Via::Iso, [=] { const Bytes b = stbl("stsz", 12, 0xFFFFFFFF)(); return Put32(b, FindBox(b, "moov.trak.mdia.minf.stbl.stsz") + 16, 0xFFFFFFFF); }, F},
-        {"ISO trun count beyond its box", Via::Iso, [] { return Fragments(1, 0xFFFFFFFF); }, F},
         {"a module announcing 0 channels", Via::Cli, Aac, F, 60, 16, 0, testfiles::ScratchDir() + "/no-channels.m4a"},
     };
     for (uint32_t n : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 8191u}) {
