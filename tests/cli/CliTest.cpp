@@ -79,12 +79,4 @@ TEST(Cli, StartTimeOutputIsTheFullDecodeFromThatTime) {
     }
 }
 
-TEST(Cli, InfoListsSoundTracksAndWritesNothing) {
-    const std::string input = LosslessStereo();
-    const std::string out = testfiles::Capture(testfiles::BinDir() + "/zorv-decode --info " + input);
-    EXPECT_NE(out.find("2 channels, 32000 Hz, 16-bit integer, lossless"), std::string::npos) << out;
-    EXPECT_NE(out.find("track 1: ALAC, 2 channels, 32000 Hz, 16-bit"), std::string::npos) << out;
-    EXPECT_EQ(testfiles::ReadAll(input.substr(0, input.rfind('.')) + ".wav").size(), 0u);
-}
-
 }  // namespace

@@ -158,8 +158,7 @@ TEST(Mp4AacSeek, OutputAfterTheRemainderMatchesTheFullDecode) {
     }
 }
 
-// Cancelling ends the job silently; damaged tracks end with exactly one msgFailed when nothing
-// decodes, and deliver what they can when the damage starts later.
+// Cancelling ends the job silently; a damaged track delivers what it can.
 TEST(Mp4AacProtocol, CancelAndDamagedSamples) {
     const std::string good = mp4material::LcMp4("job_lc_rate", mp4material::Signal(44100, 2, 88533), "-movie_timescale 44100");
     ASSERT_FALSE(good.empty());
@@ -171,25 +170,22 @@ TEST(Mp4AacProtocol, CancelAndDamagedSamples) {
         EXPECT_EQ(r.finalMessages, 0);
         EXPECT_EQ(r.messages.size(), static_cast<size_t>(1 + cancelAt));
     }
-    std::vector<uint8_t> bytes = testfiles::ReadAll(good);
-    const size_t payload = FindBox(bytes, "mdat") + 8, size = Be32(bytes, payload - 8) - 8;
-    for (const double intact : {0.0, 0.5}) {  // fraction of the sample data left as it is
-        SCOPED_TRACE(intact);
-        std::vector<uint8_t> damaged = bytes;
-        uint32_t state = 12345;
-        for (size_t i = static_cast<size_t>(static_cast<double>(size) * intact); i < size; ++i) {
-            state = state * 1103515245u + 12345u;
-            damaged[payload + i] = static_cast<uint8_t>(state >> 23);
-        }
-        const std::string path = testfiles::ScratchDir() + "/damaged.m4a";
-        ASSERT_TRUE(testfiles::WriteAll(path, damaged));
-        const testhost::JobRecord r = testhost::RunJob(path);
-        EXPECT_TRUE(r.threadEnded);
-        EXPECT_EQ(r.finalMessages, 1);
-        EXPECT_EQ(r.final, intact > 0 ? testhost::Final::Done : testhost::Final::Failed);
-        EXPECT_EQ(r.gotFormat, intact > 0);
-        for (uint32_t s : r.blockSizes) EXPECT_LE(s, 65536u);
+    // Random bytes over the second half of the sample data: what decodes before them comes out.
+    // (A track where nothing decodes ends failed: HostileInputTest.)
+    std::vector<uint8_t> damaged = testfiles::ReadAll(good);
+    const size_t payload = FindBox(damaged, "mdat") + 8, size = Be32(damaged, payload - 8) - 8;
+    uint32_t state = 12345;
+    for (size_t i = size / 2; i < size; ++i) {
+        state = state * 1103515245u + 12345u;
+        damaged[payload + i] = static_cast<uint8_t>(state >> 23);
     }
+    const std::string path = testfiles::ScratchDir() + "/damaged.m4a";
+    ASSERT_TRUE(testfiles::WriteAll(path, damaged));
+    const testhost::JobRecord r = testhost::RunJob(path);
+    EXPECT_TRUE(r.threadEnded && r.gotFormat);
+    EXPECT_EQ(r.finalMessages, 1);
+    EXPECT_EQ(r.final, testhost::Final::Done);
+    for (uint32_t s : r.blockSizes) EXPECT_LE(s, 65536u);
 }
 
 }  // namespace
