@@ -39,16 +39,12 @@ enum class Via { Job, Iso, Cli };
 enum Outcome { F, D };
 constexpr size_t kMiB = 1u << 20;
 
-std::string Make(const std::string& name, const std::string& ffmpegArgs) {
-    return testfiles::Generated(name, [&](const std::string& out) {
-        return testfiles::Run(testfiles::Ffmpeg() + " " + ffmpegArgs + " " + out);
-    });
-}
+using testfiles::FfmpegFile;
 // Ordinary files: AAC-LC and ALAC in M4A with moov last, AAC-LC with moov first, ADTS, and a
 // fragmented MP4.
-Bytes Aac() { return testfiles::ReadAll(Make("hostile_aac.m4a", "-f lavfi -i sine=r=44100:d=1 -ac 2 -c:a aac -f ipod")); }
-Bytes Alac() { return testfiles::ReadAll(Make("hostile_alac.m4a", "-f lavfi -i sine=r=44100:d=0.5 -c:a alac -sample_fmt s16p -f ipod")); }
-Bytes AacFirst() { return testfiles::ReadAll(Make("hostile_aac_first.m4a", "-f lavfi -i sine=r=44100:d=1 -c:a aac -movflags +faststart -f ipod")); }
+Bytes Aac() { return testfiles::ReadAll(FfmpegFile("hostile_aac.m4a", "-f lavfi -i sine=r=44100:d=1 -ac 2 -c:a aac -f ipod")); }
+Bytes Alac() { return testfiles::ReadAll(FfmpegFile("hostile_alac.m4a", "-f lavfi -i sine=r=44100:d=0.5 -c:a alac -sample_fmt s16p -f ipod")); }
+Bytes AacFirst() { return testfiles::ReadAll(FfmpegFile("hostile_aac_first.m4a", "-f lavfi -i sine=r=44100:d=1 -c:a aac -movflags +faststart -f ipod")); }
 Bytes Adts() { return testfiles::ReadAll(rawtest::AdtsFile("stereo", 44100, 44100)); }
 Bytes Frag() { return testfiles::ReadAll(testfiles::DataFile("xhe_st48_p5_frag.mp4")); }
 
@@ -213,7 +209,6 @@ TEST(HostileInput, EachRowEndsCleanlyWithinItsBounds) {
         {"ilst mean box of 8 bytes", Via::Job, ilstBox("mean", 8), D, 60, 16, 0, "", Aac},
         {"ilst name box of 11 bytes", Via::Job, ilstBox("name", 11), D, 60, 16, 0, "", Aac},
         {"ilst data box of 9 bytes", Via::Job, ilstBox("data", 9), D, 60, 16, 0, "", Aac},
-        {"ALAC frame length 2^32-1", Via::Job, cookie(0, 0xFFFFFFFF), F},
         {"ALAC frame length 2^20+1", Via::Job, cookie(0, 0x100001), F},
         {"ALAC channels 0", Via::Job, cookie(8, 0x0E000000), F},  // k modifier 14 as written, channels 0
         // The reserve is bounded: all but the last kMaxReserveBytes after the delay come out.

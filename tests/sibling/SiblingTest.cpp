@@ -32,14 +32,12 @@ const Source kFragmentedAac{"sib-frag-aac.mp4", "stereo", 2, 44100, "-c:a aac -m
 
 // 1.5 s of a distinct tone per channel (so that any channel mix-up shows), encoded as asked.
 std::string Make(const Source& source) {
-    return testfiles::Generated(source.file, [&](const std::string& out) {
-        std::string tones;
-        for (int c = 0; c < source.channels; ++c) {
-            tones += (c ? "|0.4*sin(2*PI*" : "0.4*sin(2*PI*") + std::to_string(300 + 110 * c) + "*t)";
-        }
-        return testfiles::Run(Ffmpeg() + " -f lavfi -i \"aevalsrc=" + tones + ":c=" + source.layout + ":s=" +
-                              std::to_string(source.rate) + ":d=1.5\" " + source.encode + " -strict -2 -f mp4 " + out);
-    });
+    std::string tones;
+    for (int c = 0; c < source.channels; ++c) {
+        tones += (c ? "|0.4*sin(2*PI*" : "0.4*sin(2*PI*") + std::to_string(300 + 110 * c) + "*t)";
+    }
+    return testfiles::FfmpegFile(source.file, "-f lavfi -i \"aevalsrc=" + tones + ":c=" + source.layout + ":s=" +
+                                                  std::to_string(source.rate) + ":d=1.5\" " + source.encode + " -strict -2 -f mp4");
 }
 
 TEST(Sibling, DecodesWhatTheModuleHandsOverAsFfmpegDoes) {
@@ -149,11 +147,8 @@ TEST(Sibling, HandOverFromTheModule) {
     EXPECT_GE(records[0].pcm.size(), 66150u * 8);
 
     // Sound tracks counted without the video track; 0 takes the first the sibling decodes.
-    const std::string tracks = testfiles::Generated("sib-video-mp3-opus.mp4", [](const std::string& out) {
-        return testfiles::Run(Ffmpeg() + " -f lavfi -i color=s=64x64:d=1 -f lavfi -i sine=r=44100:d=1 -f lavfi -i " +
-                              "sine=r=48000:d=1 -map 0 -map 1 -map 2 -c:v mpeg4 -c:a:0 libmp3lame -c:a:1 libopus " +
-                              "-f mp4 " + out);
-    });
+    const std::string tracks = testfiles::FfmpegFile("sib-video-mp3-opus.mp4", "-f lavfi -i color=s=64x64:d=1 -f lavfi -i "
+        "sine=r=44100:d=1 -f lavfi -i sine=r=48000:d=1 -map 0 -map 1 -map 2 -c:v mpeg4 -c:a:0 libmp3lame -c:a:1 libopus");
     for (uint32_t track : {0u, 2u, 3u}) {
         testhost::RunOptions options;
         options.trackNumber = track;
