@@ -55,6 +55,13 @@ std::string WithConfig(const std::string& name, const std::vector<uint8_t>& conf
     });
 }
 
+// A copy of `path` under a name of accented letters, a CJK character and one beyond the BMP.
+std::string UnicodeName(const std::string& path, const std::string& extension) {
+    const std::string copy = testfiles::ScratchDir() + "/\xc3\xa9t\xc3\xa9 \xe9\x9f\xb3\xf0\x9f\x8e\xb5" + extension;
+    EXPECT_TRUE(testfiles::WriteAll(copy, testfiles::ReadAll(path)));
+    return copy;
+}
+
 HMODULE Sibling() { return LoadLibraryW(ZORV_WIDE("zorv_ffmpeg.dll")); }
 
 int SiblingJobsEnded() {
@@ -113,7 +120,12 @@ TEST(Routing, EachKindOfFileReachesItsJob) {
         testhost::Final final = testhost::Final::Done;
     } rows[] = {
         {"ADTS stream: raw path", AdtsFile(), IsFaad, false},
-        {"USAC track: the xHE-AAC job, never FAAD2 or its hand-over", testfiles::DataFile("xhe_st44_p1.m4a"), IsXhe, false},
+        {"USAC track: the xHE-AAC job, never FAAD2 or its hand-over", testfiles::DataFile("xhe_st44_p1.m4a"), IsXhe,
+         false},
+        // Non-ASCII names reach the raw stream's, the MP4 reader's and the ISO reader's file opening.
+        {"ADTS stream, non-ASCII name", UnicodeName(AdtsFile(), ".aac"), IsFaad, false},
+        {"fragmented USAC, non-ASCII name", UnicodeName(testfiles::DataFile("xhe_st48_p5_frag.mp4"), ".mp4"), IsXhe,
+         false},
         {"configuration FAAD2 refuses: sibling", WithConfig("route-bad-asc.m4a", {0}), IsSibling, true},
         {"AAC track without samples: sibling", EmptyMoovAac(), IsSibling, true},
         // AAC-LC at 44.1 kHz with channel configuration 0: FAAD2 sets up a decoder of no channels.

@@ -1,12 +1,10 @@
 // The Win32 subset behaves as the module and its host rely on: events, thread handles, message
-// queues, module loading, UTF-16 conversions and wide paths.
+// queues, module loading and UTF-16 conversions (wide paths: RoutingTest).
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdio>
 #include <string>
 
-#include "TestFiles.h"
 #include "Win32Api.h"
 
 namespace {
@@ -137,32 +135,6 @@ TEST(Strings, Utf16ToUtf8AndBack) {
     EXPECT_EQ(WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, u"ab", -1, narrow, 8, nullptr, nullptr), 3);
     EXPECT_STREQ(narrow, "ab");
     EXPECT_EQ(lstrlenW(u"\U0001F3B5"), 2);
-}
-
-TEST(Strings, WideFileNamesOpenAndShortPathIsThePath) {
-    std::u16string wide;
-    for (char c : testfiles::ScratchDir()) wide.push_back(static_cast<char16_t>(c));
-    wide += u"/\u00e9\u97f3\U0001F3B5.bin";
-    FILE* f = _wfopen(wide.c_str(), u"wb");
-    ASSERT_NE(f, nullptr);
-    std::fputs("0123456789", f);
-    std::fclose(f);
-    f = _wfopen(wide.c_str(), u"rb");
-    ASSERT_NE(f, nullptr);
-    EXPECT_EQ(_fseeki64(f, 0, SEEK_END), 0);
-    EXPECT_EQ(_ftelli64(f), 10);
-    const int fd = _fileno(f);
-    EXPECT_EQ(_lseek(fd, 4, SEEK_SET), 4);
-    char buf[8] = {};
-    EXPECT_EQ(_read(fd, buf, 3), 3);
-    EXPECT_STREQ(buf, "456");
-    std::fclose(f);
-
-    WCHAR shortPath[MAX_PATH + 1];
-    EXPECT_EQ(GetShortPathNameW(wide.c_str(), shortPath, MAX_PATH + 1), static_cast<DWORD>(wide.size()));
-    EXPECT_EQ(std::u16string(shortPath), wide);
-    EXPECT_EQ(GetShortPathNameW(wide.c_str(), shortPath, 3), wide.size() + 1) << "too small: size needed";
-    EXPECT_EQ(GetShortPathNameW(u"/no/such/file", shortPath, MAX_PATH + 1), 0u);
 }
 
 }  // namespace
