@@ -97,17 +97,14 @@ struct SbrRow {
 TEST(Mp4GaplessSbrFixUp, Rows) {
     const SbrRow rows[] = {
         {"tag_2112_upsampled", 1, 2112, 986, 1, 5186, 1010},
-        {"tag_2112_downsampled", 1, 2112, 986, 2, 5186, 1010},
         {"tag_2112_small_padding_floors", 1, 2112, 100, 1, 5186, 0},
         {"tag_4224_upsampled", 1, 4224, 1000, 1, 5186, 38},
         {"tag_4224_small_padding_floors", 1, 4224, 900, 2, 5186, 0},
         {"tag_other_delay_kept", 1, 5058, 950, 1, 5058, 950},
-        {"tag_without_sbr", 1, 2112, 986, 0, 2112, 986},
         {"tag_upsampled_without_sbr", 1, 2112, 986, 3, 2112, 986},
         {"no_tag_upsampled", 0, 1024, 2000, 1, 1986, 1038},
         {"no_tag_downsampled", 0, 1024, 2000, 2, 1505, 1519},
         {"no_tag_small_padding_floors", 0, 1024, 500, 1, 1986, 0},
-        {"no_tag_without_sbr", 0, 1024, 2000, 0, 1024, 2000},
         {"no_tag_upsampled_without_sbr", 0, 1024, 2000, 3, 1024, 2000},
         {"no_tag_delay_saturates", 0, 0xFFFFFF00u, 0, 1, 0xFFFFFFFFu, 0},
     };
