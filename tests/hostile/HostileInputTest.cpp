@@ -51,7 +51,6 @@ Bytes Frag() { return testfiles::ReadAll(testfiles::DataFile("xhe_st48_p5_frag.m
 size_t Find(const Bytes& b, const std::string& text, size_t from = 0) {
     return static_cast<size_t>(std::search(b.begin() + static_cast<long>(from), b.end(), text.begin(), text.end()) - b.begin());
 }
-Bytes Cut(const Bytes& b, double fraction) { return Bytes(b.begin(), b.begin() + static_cast<long>(static_cast<double>(b.size()) * fraction)); }
 Bytes Repeat(const Bytes& unit, size_t times) {
     Bytes out;
     for (size_t i = 0; i < times; ++i) out.insert(out.end(), unit.begin(), unit.end());
@@ -205,7 +204,7 @@ TEST(HostileInput, EachRowEndsCleanlyWithinItsBounds) {
         {"10,000-deep nesting in moov", Via::Job, [] { return AddChild(Aac(), "moov", Nested(10000)); }, D},
         {"500,000 empty traks in moov", Via::Job, [] { return AddChild(Aac(), "moov", Repeat(BoxBuilder("trak").Build(), 500000)); }, D},
         {"500,000 empty items in ilst", Via::Job, [] { return AddChild(Aac(), "moov.udta.meta.ilst", Repeat(BoxBuilder("----").Build(), 500000)); }, D},
-        {"truncated at 50 %", Via::Job, [] { return Cut(AacFirst(), 0.5); }, D},
+        {"truncated at 50 %", Via::Job, [] { const Bytes b = AacFirst(); return Bytes(b.begin(), b.begin() + b.size() / 2); }, D},
         {"ilst mean box of 8 bytes", Via::Job, ilstBox("mean", 8), D, 60, 16, 0, "", Aac},
         {"ilst name box of 11 bytes", Via::Job, ilstBox("name", 11), D, 60, 16, 0, "", Aac},
         {"ilst data box of 9 bytes", Via::Job, ilstBox("data", 9), D, 60, 16, 0, "", Aac},

@@ -60,12 +60,7 @@ std::string FfmpegFile(const std::string& name, const std::string& args) {
 bool Run(const std::string& command) {
     const std::string log = ScratchDir() + "/run.log";
     const int rc = std::system((command + " >" + log + " 2>&1").c_str());
-    if (rc != 0) {
-        std::ifstream in(log);
-        std::stringstream text;
-        text << in.rdbuf();
-        std::fprintf(stderr, "command failed (%d): %s\n%s\n", rc, command.c_str(), text.str().c_str());
-    }
+    if (rc != 0) std::fprintf(stderr, "command failed (%d): %s\n%s\n", rc, command.c_str(), Capture("cat " + log).c_str());
     return rc == 0;
 }
 

@@ -37,10 +37,7 @@ int main(int argc, char** argv) {
     }
     FILE* in = std::fopen(argv[5], "rb");
     FILE* out = std::fopen(argv[6], "wb");
-    if (in == nullptr || out == nullptr) {
-        std::fprintf(stderr, "cannot open input or output\n");
-        return 1;
-    }
+    if (in == nullptr || out == nullptr) return 1;
 
     HANDLE_AACENCODER encoder = nullptr;
     if (aacEncOpen(&encoder, 0, static_cast<UINT>(channels)) != AACENC_OK) return 1;
