@@ -64,7 +64,6 @@ std::vector<Id3Case> Cases() {
                                                                   Comment(3, CommentBody(Latin1, kItunesText, "iTunNORM")),
                                                                   Comment(3, CommentBody(Utf16Be, kItunesText))}))));
     // Zero values mean no gapless data, but the values are still written.
-    rows.push_back({"ZeroPadding", Concat({Id3Tag(3, 0, 0, Latin1Comment(" 00000000 00000840 00000000 00000000003E2B36")), kAudio}), false, 2112, 0, 4074294});
     rows.push_back({"ZeroDelay", Concat({Id3Tag(3, 0, 0, Latin1Comment(" 00000000 00000000 000001CA 00000000003E2B36")), kAudio}), false, 0, 458, 4074294});
     rows.push_back(NoData("ThreeFieldsOnly", Concat({Id3Tag(3, 0, 0, Latin1Comment(" 00000000 00000840 000001CA                       ")), kAudio})));
     // Malformed sizes and files.

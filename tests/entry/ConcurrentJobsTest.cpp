@@ -1,7 +1,5 @@
-// 32 jobs at once on 8 host threads, every kind of job (lossless, AAC in MP4, raw AAC, and a
-// file handed to the sibling), each host cancelling at a random block: every job ends, with at
-// most one final message, and with msgDone when nobody cancels. make test-tsan runs it under
-// the thread sanitizer.
+// 32 jobs of every kind on 8 host threads, each host cancelling at a random block: every job ends,
+// with at most one final message, and with msgDone when nobody cancels (also under TSan).
 #include <gtest/gtest.h>
 
 #include <random>

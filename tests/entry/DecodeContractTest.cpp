@@ -1,6 +1,5 @@
 // What a host can rely on from Decode whatever the file: a thread handle, exactly one final
-// message for a file that cannot be decoded, the record released (checked by the leak checker
-// in CI).
+// message for a file that cannot be decoded, the record released (the leak checker's part).
 #include <gtest/gtest.h>
 
 #include "TestFiles.h"

@@ -36,10 +36,6 @@ BlockCopy Copy(const PcmBlock& b) {
             b.isFloat, b.readyEvent, b.cancel,   b.jobThread, b.lossySource};
 }
 
-}  // namespace
-
-UINT MessageId(size_t job, int role) { return kBase + static_cast<UINT>(job) * 4 + static_cast<UINT>(role); }
-
 std::basic_string<WCHAR> Utf16(const std::string& utf8) {
     int n = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, nullptr, 0);
     std::basic_string<WCHAR> out(static_cast<size_t>(n > 0 ? n : 1), 0);
@@ -47,6 +43,10 @@ std::basic_string<WCHAR> Utf16(const std::string& utf8) {
     out.resize(out.empty() ? 0 : out.size() - 1);
     return out;
 }
+
+}  // namespace
+
+UINT MessageId(size_t job, int role) { return kBase + static_cast<UINT>(job) * 4 + static_cast<UINT>(role); }
 
 std::vector<JobRecord> RunJobs(const std::vector<std::string>& paths, const RunOptions& options) {
     MSG msg;

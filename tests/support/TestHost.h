@@ -69,8 +69,6 @@ std::vector<JobRecord> RunJobs(const std::vector<std::string>& paths, const RunO
 // Message ids the test host gives job k: failed, done, block, format.
 UINT MessageId(size_t job, int role);
 
-std::basic_string<WCHAR> Utf16(const std::string& utf8);
-
 // Interleaved samples of a record's PCM.
 std::vector<float> AsFloats(const JobRecord& record);
 std::vector<int32_t> AsInts(const JobRecord& record);  // by format.bitsPerSample (16, 24, 32)

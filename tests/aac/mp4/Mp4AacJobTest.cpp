@@ -99,9 +99,8 @@ TEST(Mp4AacGapless, LengthAndAlignmentAgainstABareDecode) {
     }
 }
 
-// 5.1 and 7.1 come out in the host's order, which is ffmpeg's for these layouts; its decoder
-// skips the same priming (it keeps the padding), so the two agree frame for frame within the
-// decoders' rounding.
+// 5.1 and 7.1 come out in the host's order, ffmpeg's for these layouts; its decoder skips the same
+// priming (it keeps the padding): the two agree frame for frame within the decoders' rounding.
 TEST(Mp4AacChannels, MultichannelMatchesFfmpegsOrder) {
     for (uint32_t channels : {6u, 8u}) {
         SCOPED_TRACE(channels);

@@ -24,11 +24,7 @@ testhost::JobRecord RunRaw(const std::string& path, int cancelAt = -1) {
 // Message roles of the test host: failed, done, block, format.
 std::vector<int> Roles(const testhost::JobRecord& r) {
     std::vector<int> roles;
-    for (const testhost::Message& m : r.messages) {
-        for (int role = 0; role < 4; ++role) {
-            if (m.id == testhost::MessageId(0, role)) roles.push_back(role);
-        }
-    }
+    for (const testhost::Message& m : r.messages) roles.push_back(static_cast<int>(m.id - testhost::MessageId(0, 0)));
     return roles;
 }
 constexpr int kFailed = 0, kDone = 1, kBlock = 2, kFormat = 3;
@@ -75,9 +71,8 @@ TEST(GaplessLayouts, TagWithGaplessDataDeliversExactlyTheInput) {
         const std::vector<float> got = testhost::AsFloats(r);
         ASSERT_EQ(got.size(), size_t{c.frames} * c.channels);
 
-        // The same samples as an independent decoder's output without its first 1024 frames, in the
-        // host's channel order (ffmpeg's order for these layouts); channel c was encoded at
-        // amplitude 0.1 * (c + 1).
+        // ffmpeg's decode without its first 1024 frames, in the host's channel order (ffmpeg's for
+        // these layouts); channel c was encoded at amplitude 0.1 * (c + 1).
         const std::vector<float> ref = testfiles::FfmpegFloats(adts);
         ASSERT_GE(ref.size(), (size_t{c.frames} + 1024) * c.encoded);
         double worst = 0;
