@@ -158,16 +158,4 @@ TEST(Mp4Ffprobe, SameTracksSamplesAndConfiguration) {
     }
 }
 
-// Samples in movie fragments are not ours to read: the track lists none, but keeps its configuration.
-TEST(Mp4Ffprobe, FragmentedFileListsNoSamples) {
-    const std::string path = testfiles::FfmpegFile("aac_frag.mp4", kStereo + " -c:a aac -movflags frag_keyframe+empty_moov");
-    ASSERT_FALSE(path.empty());
-    const Mp4Handle h(MP4Read(path.c_str()));
-    ASSERT_TRUE(h);
-    const MP4TrackId id = MP4FindTrackId(h.get(), 0, "soun", 0);
-    EXPECT_EQ(MP4GetTrackNumberOfSamples(h.get(), id), 0u);
-    EXPECT_EQ(MP4GetSampleIdFromTime(h.get(), id, 0, false), 0u);
-    EXPECT_EQ(CopyBytes(h.get(), id), (std::vector<uint8_t>{0x12, 0x10, 0x56, 0xE5, 0x00}));
-}
-
 }  // namespace
