@@ -111,6 +111,9 @@ const StreamCase kStreams[] = {
     {"order8", "stereo", 2, 44100, 24, "tone", 0.5, "-min_prediction_order 8 -max_prediction_order 8"},
     {"order4", "mono", 1, 44100, 16, "tone", 0.5, "-min_prediction_order 4 -max_prediction_order 4"},
     {"order1", "stereo", 2, 44100, 16, "tone", 0.5, "-min_prediction_order 1 -max_prediction_order 1"},
+    {"order2", "mono", 1, 44100, 24, "tone", 0.5, "-min_prediction_order 2 -max_prediction_order 2"},
+    {"order3", "stereo", 2, 44100, 16, "tone", 0.5, "-min_prediction_order 3 -max_prediction_order 3"},
+    {"order7", "stereo", 2, 44100, 24, "tone", 0.5, "-min_prediction_order 7 -max_prediction_order 7"},
 };
 
 TEST(AlacJobStreams, DeliversFfmpegsPcmInHostOrder) {
