@@ -55,7 +55,7 @@ TEST(Mp4Boxes, WhatOpensAndWhichSamplesRead) {
         {"moov first, mdat to the end of the file", [](Mp4TestMovie& m) { m.moovFirst = m.mdatToEnd = true; }, true, all},
         {"64-bit moov and mdat sizes", [](Mp4TestMovie& m) { m.moovLarge = m.mdatLarge = true; }, true, all},
         {"uuid boxes at the top and in moov", [](Mp4TestMovie& m) {
-             m.extraTop = m.extraMoovChildren = {BoxBuilder("uuid").Uuid(std::vector<uint8_t>(16, 0xAB)).Str("x")};
+             m.extraTop = m.extraMoovChildren = {BoxBuilder("uuid").Bytes(std::vector<uint8_t>(16, 0xAB)).Str("x")};
          }, true, all},
         {"stz2 16-bit", [](Mp4TestMovie& m) { m.sizes = {300, 1, 65535, 0, 7}; m.stsz = Stz2(m.sizes, 16); }, true, 5},
         {"stz2 8-bit", [](Mp4TestMovie& m) { m.sizes = {255, 1, 0, 9, 7, 100}; m.stsz = Stz2(m.sizes, 8); }, true, 6},
@@ -247,22 +247,6 @@ TEST(Mp4Boxes, EditListsAndAudioProfile) {
         ASSERT_TRUE(h) << name;
         EXPECT_EQ(MP4GetAudioProfileLevel(h.get()), level) << name;
     }
-}
-
-// The values of every item matching (meaning, name), "-" for one without a name box.
-std::vector<std::string> Items(MP4FileHandle h, const char* name) {
-    std::vector<std::string> found;
-    MP4ItmfItemList* list = MP4ItmfGetItemsByMeaning(h, "com.apple.iTunes", name);
-    for (uint32_t i = 0; list && i < list->size; ++i) {
-        std::string text = list->elements[i].name ? "" : "-";
-        for (uint32_t d = 0; d < list->elements[i].dataList.size; ++d) {
-            const MP4ItmfData& data = list->elements[i].dataList.elements[d];
-            text += std::string(reinterpret_cast<const char*>(data.value), data.valueSize) + ";";
-        }
-        found.push_back(text);
-    }
-    MP4ItmfItemListFree(list);
-    return found;
 }
 
 TEST(Mp4Boxes, FreeformItemsMatchMeaningAndNameExactly) {

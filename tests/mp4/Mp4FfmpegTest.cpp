@@ -39,17 +39,6 @@ std::vector<std::vector<uint8_t>> Extradata(const std::string& path) {
     return all;
 }
 
-std::string OurSmpb(MP4FileHandle h) {
-    MP4ItmfItemList* list = MP4ItmfGetItemsByMeaning(h, "com.apple.iTunes", "iTunSMPB");
-    std::string text;
-    if (list && list->size > 0 && list->elements[0].dataList.size > 0) {
-        const MP4ItmfData& data = list->elements[0].dataList.elements[0];
-        text.assign(reinterpret_cast<const char*>(data.value), data.valueSize);
-    }
-    MP4ItmfItemListFree(list);
-    return text;
-}
-
 struct FileCase {
     const char* name;  // generated file name (its extension picks the muxer), or a shared fixture
     std::string args;  // ffmpeg arguments; "" for a fixture, of which only the first sound track is compared
@@ -99,7 +88,8 @@ TEST(Mp4Ffprobe, SameTracksSamplesAndConfiguration) {
             ASSERT_EQ(MP4GetNumberOfTracks(h.get(), nullptr, 0), streams.size());
         }
         const std::string smpb = Capture(Ffprobe() + " -show_entries format_tags=iTunSMPB -of default=nw=1:nk=1 '" + path + "'");
-        EXPECT_EQ(OurSmpb(h.get()), smpb.empty() ? "" : smpb.substr(0, smpb.size() - 1));
+        const std::vector<std::string> items = {smpb.substr(0, smpb.size() - 1) + ";"};
+        EXPECT_EQ(Items(h.get(), "iTunSMPB"), smpb.empty() ? std::vector<std::string>{} : items);
         for (size_t i = 0; i < (fixture ? 1 : streams.size()); ++i) {
             const Fields& stream = streams[i];
             SCOPED_TRACE("stream " + std::to_string(i) + " " + stream.at("codec_name"));

@@ -92,7 +92,6 @@ struct Mp4TestMovie {
     std::vector<uint32_t> sizes = {100, 101, 102, 103, 104, 105, 106, 107, 108, 109};
     std::vector<std::pair<uint32_t, uint32_t>> chunks = {{1, 2}};  // stsc entries: first chunk, samples per chunk
     uint32_t trackId = 1;
-    std::string handler = "soun";
     bool co64 = false;
     bool moovFirst = false;  // moov before mdat (offsets then account for it)
     bool mdatLarge = false;  // mdat with a 64-bit size
@@ -137,7 +136,7 @@ struct Mp4TestMovie {
         if (!omit.count("stbl")) minf.Child(stbl);
         BoxBuilder mdia("mdia");
         Add(mdia, "mdhd", mdhd, BoxBuilder("mdhd").Full(0, 0).U32(0).U32(0).U32(44100).U32(10240).U16(0x55C4).U16(0));
-        Add(mdia, "hdlr", std::nullopt, BoxBuilder("hdlr").Full(0, 0).U32(0).Str(handler).Zeros(12).Str("Sound").U8(0));
+        Add(mdia, "hdlr", std::nullopt, BoxBuilder("hdlr").Full(0, 0).U32(0).Str("soun").Zeros(12).Str("Sound").U8(0));
         if (!omit.count("minf")) mdia.Child(minf);
         BoxBuilder trak("trak");
         Add(trak, "tkhd", std::nullopt, BoxBuilder("tkhd").Full(0, 3).U32(0).U32(0).U32(trackId).Zeros(68));
@@ -216,4 +215,20 @@ inline std::optional<std::vector<uint8_t>> CopyBytes(MP4FileHandle h, MP4TrackId
     EXPECT_EQ(bytes == nullptr, size == 0) << "an empty value comes back as NULL";
     MP4Free(bytes);
     return out;
+}
+
+// The values of every item matching (meaning, name), "-" for one without a name box.
+inline std::vector<std::string> Items(MP4FileHandle h, const char* name) {
+    std::vector<std::string> found;
+    MP4ItmfItemList* list = MP4ItmfGetItemsByMeaning(h, "com.apple.iTunes", name);
+    for (uint32_t i = 0; list && i < list->size; ++i) {
+        std::string text = list->elements[i].name ? "" : "-";
+        for (uint32_t d = 0; d < list->elements[i].dataList.size; ++d) {
+            const MP4ItmfData& data = list->elements[i].dataList.elements[d];
+            text += std::string(reinterpret_cast<const char*>(data.value), data.valueSize) + ";";
+        }
+        found.push_back(text);
+    }
+    MP4ItmfItemListFree(list);
+    return found;
 }
