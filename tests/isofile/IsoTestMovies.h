@@ -23,10 +23,4 @@ inline int32_t OpenInMemory(const std::vector<uint8_t>& bytes, MovieGuard& guard
     return ISO_OpenMovie(&guard.handle, kIsoModeMemory, nullptr);
 }
 
-struct SampleGuard {
-    ISOSampleRecord* record = nullptr;
-    SampleGuard() { ISO_CreateSample(&record); }
-    ~SampleGuard() { ISO_FreeSample(record); }
-};
-
 }  // namespace isotest

@@ -21,19 +21,21 @@ struct Reader {
     const std::vector<uint8_t> bytes;
     MovieGuard movie;
     ISOTrackHandle* track = nullptr;
-    SampleGuard sample;
+    ISOSampleRecord* record = nullptr;
     std::vector<uint8_t> buffer = std::vector<uint8_t>(256);
     explicit Reader(std::vector<uint8_t> file) : bytes(std::move(file)) {
         EXPECT_EQ(OpenInMemory(bytes, movie), kIsoOk);
+        ISO_CreateSample(&record);
         EXPECT_EQ(ISO_OpenTrack(movie.handle, &track, 0), kIsoOk);
-        ISO_SetSampleBuffer(sample.record, buffer.data());
+        ISO_SetSampleBuffer(record, buffer.data());
     }
+    ~Reader() { ISO_FreeSample(record); }
     int32_t Read(uint32_t sampleNumber) {
-        ISO_SetSampleNumber(sample.record, sampleNumber);
-        ISO_SetBufferSize(sample.record, static_cast<uint32_t>(buffer.size()));
-        return ISO_ReadSample(track, sample.record);
+        ISO_SetSampleNumber(record, sampleNumber);
+        ISO_SetBufferSize(record, static_cast<uint32_t>(buffer.size()));
+        return ISO_ReadSample(track, record);
     }
-    std::vector<uint8_t> Bytes() const { return std::vector<uint8_t>(buffer.begin(), buffer.begin() + sample.record->size); }
+    std::vector<uint8_t> Bytes() const { return std::vector<uint8_t>(buffer.begin(), buffer.begin() + record->size); }
 };
 
 // 10 table samples in chunks of 4, 3 and 3 (stts with an empty run, sync samples 1 and 10), then
@@ -58,8 +60,8 @@ TEST(TrackReader, TablesThenFragmentsRepositionAndCapacity) {
     EXPECT_EQ(count, 20u);
     for (uint32_t k = 0; k < 20; ++k) {
         ASSERT_EQ(r.Read(0), kIsoOk) << k;
-        EXPECT_EQ(r.sample.record->duration, durations[k]) << k;
-        EXPECT_TRUE(k >= 10 || r.sample.record->sync == (k == 0 || k == 9 ? 1u : 0u)) << k;
+        EXPECT_EQ(r.record->duration, durations[k]) << k;
+        EXPECT_TRUE(k >= 10 || r.record->sync == (k == 0 || k == 9 ? 1u : 0u)) << k;
         EXPECT_EQ(r.Bytes(), Mp4TestSampleBytes(k, sizes[k])) << k;
     }
     EXPECT_EQ(r.Read(0), kIsoEndOfTrack);
@@ -75,10 +77,10 @@ TEST(TrackReader, TablesThenFragmentsRepositionAndCapacity) {
     ASSERT_EQ(r.Read(3), kIsoOk);
     r.buffer.assign(8, 0xEE);
     ASSERT_EQ(r.Read(0), kIsoFailed);
-    EXPECT_EQ(r.sample.record->size, 14u);
+    EXPECT_EQ(r.record->size, 14u);
     EXPECT_EQ(r.buffer, std::vector<uint8_t>(8, 0xEE));
     r.buffer.assign(64, 0);
-    ISO_SetSampleBuffer(r.sample.record, r.buffer.data());
+    ISO_SetSampleBuffer(r.record, r.buffer.data());
     ASSERT_EQ(r.Read(0), kIsoOk);
     EXPECT_EQ(r.Bytes(), Mp4TestSampleBytes(3, 14));
 
@@ -139,13 +141,13 @@ TEST(TrackReader, FragmentFieldPrecedence) {
         uint32_t count = 0;
         EXPECT_EQ(ISO_GetSampleCount(r.track, &count), kIsoOk);
         EXPECT_EQ(count, 2u);
-        ISO_SetSampleBuffer(r.sample.record, nullptr);  // no buffer: fields only
+        ISO_SetSampleBuffer(r.record, nullptr);  // no buffer: fields only
         ASSERT_EQ(r.Read(2), kIsoOk);
-        EXPECT_EQ(r.sample.record->size, c.size);
-        EXPECT_EQ(r.sample.record->duration, c.duration);
-        EXPECT_EQ(r.sample.record->sync, c.sync);
-        EXPECT_EQ(r.sample.record->compositionOffset, c.compositionOffset);
-        EXPECT_EQ(static_cast<int64_t>(r.sample.record->fileOffset - ((c.tfhdFlags & 0x01) ? kExplicitBase : head.size())),
+        EXPECT_EQ(r.record->size, c.size);
+        EXPECT_EQ(r.record->duration, c.duration);
+        EXPECT_EQ(r.record->sync, c.sync);
+        EXPECT_EQ(r.record->compositionOffset, c.compositionOffset);
+        EXPECT_EQ(static_cast<int64_t>(r.record->fileOffset - ((c.tfhdFlags & 0x01) ? kExplicitBase : head.size())),
                   c.offsetFromBase);
     }
     // A data offset that points before the file or past its end fails the read.
