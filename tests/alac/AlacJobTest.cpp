@@ -220,20 +220,16 @@ TEST(AlacJobTest, CancelTrackChoiceAndFailures) {
     }
 }
 
-TEST(AlacJobTest, RealWorldFixturesMatchTheirMd5) {
-    struct Row {
-        const char* file;
-        const char* md5;
-    } rows[] = {{"rw_qaac_alac_s16_st_44k.m4a", "666a89e0fcc4bfccefe7a3c247ff6e1a"},
-                {"rw_itunes11_alac_silence.m4a", "a1b141f766e9849ac3db1030a20a3c77"}};
-    for (const Row& c : rows) {
-        const std::string path = testfiles::SharedFixture(c.file);
-        if (path.empty()) GTEST_SKIP() << c.file << " not present";
+// Files from other encoders, against ffmpeg's decode.
+TEST(AlacJobTest, RealWorldFixturesMatchFfmpeg) {
+    for (const char* file : {"rw_qaac_alac_s16_st_44k.m4a", "rw_itunes11_alac_silence.m4a"}) {
+        const std::string path = testfiles::SharedFixture(file);
+        if (path.empty()) GTEST_SKIP() << file << " not present";
         const JobRecord r = RunAlac(path);
         ExpectCleanEnd(r, Final::Done);
-        const std::string out = testfiles::ScratchDir() + "/pcm";
-        ASSERT_TRUE(testfiles::WriteAll(out, r.pcm));
-        EXPECT_EQ(testfiles::Capture("md5sum " + out).substr(0, 32), c.md5) << c.file;
+        const int bytes = static_cast<int>(r.format.bitsPerSample / 8), channels = static_cast<int>(r.format.channels);
+        EXPECT_FALSE(r.pcm.empty()) << file;
+        EXPECT_TRUE(r.pcm == InHostOrder(FfmpegPcm(path, bytes == 2 ? "s16le" : "s24le"), channels, bytes)) << file;
     }
 }
 
