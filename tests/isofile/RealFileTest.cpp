@@ -1,9 +1,6 @@
 // Files on disk through the flat interface: an ffmpeg-made AAC m4a, fragmented two ways by
-// ffmpeg, must read back as the same samples as ffprobe reports for the unfragmented file; and
-// the open codes, including the asymmetric failures that keep the handle.
+// ffmpeg, must read back as the same samples as ffprobe reports for the unfragmented file.
 #include <gtest/gtest.h>
-
-#include <sys/stat.h>
 
 #include <string>
 #include <vector>
@@ -110,38 +107,5 @@ INSTANTIATE_TEST_SUITE_P(Layouts, FfmpegFiles,
                              return std::string(flags.find("default_base_moof") != std::string::npos ? "BaseMoof"
                                                                                                      : "ExplicitBase");
                          });
-
-TEST(OpenMovie, Codes) {
-    const std::string dir = testfiles::ScratchDir();
-    const std::vector<uint8_t> movie = Mp4TestMovie().Build();
-    for (const std::string sub : {"", "/http:"}) {
-        ASSERT_TRUE(sub.empty() || mkdir((dir + sub).c_str(), 0700) == 0);
-        ASSERT_TRUE(testfiles::WriteAll(dir + sub + "/good.mp4", movie));
-    }
-    ASSERT_TRUE(testfiles::WriteAll(dir + "/text.txt", std::vector<uint8_t>{'h', 'e', 'l', 'l', 'o', '\n'}));
-    const std::string good = dir + "/good.mp4", http = dir + "/http://good.mp4";
-    const std::string absent = dir + "/absent.mp4", text = dir + "/text.txt";
-    struct Row {
-        const char* name;
-        int32_t mode;
-        const char* path;
-        int32_t result;
-        bool handleKept;
-    } rows[] = {
-        {"Good", 0, good.c_str(), kIsoOk, true},
-        {"NegativeModeKeepsHandle", -1, good.c_str(), kIsoFailed, true},
-        {"NullPathKeepsHandle", 0, nullptr, kIsoNullArgument, true},
-        {"HttpInTheMiddle", 0, http.c_str(), kIsoNetworkPath, false},
-        {"MissingFile", 0, absent.c_str(), kIsoNotAMovie, false},
-        {"NotAMovie", 0, text.c_str(), kIsoNotAMovie, false},
-    };
-    for (const Row& r : rows) {
-        ISOMovieHandle* handle = nullptr;
-        EXPECT_EQ(ISO_OpenMovie(&handle, r.mode, r.path), r.result) << r.name;
-        EXPECT_EQ(handle != nullptr, r.handleKept) << r.name;
-        EXPECT_TRUE(handle == nullptr || ISO_CloseMovie(handle) == kIsoOk) << r.name;
-    }
-    EXPECT_EQ(ISO_OpenMovie(nullptr, 0, good.c_str()), kIsoNullArgument);
-}
 
 }  // namespace

@@ -100,7 +100,7 @@ struct Mp4TestMovie {
     std::vector<BoxBuilder> extraTop;  // top-level boxes between ftyp and the rest
 
     // Replacements for the generated boxes, and extra boxes.
-    std::optional<BoxBuilder> mvhd, mdhd, stsd, stts, stsc, stsz, stco, ctts, stss, edts, iods, udta;
+    std::optional<BoxBuilder> mvhd, mdhd, stsd, stts, stsc, stsz, stco, ctts, stss, edts;
     std::vector<BoxBuilder> extraMoovChildren;  // appended after the trak
     std::set<std::string> omit;                  // box types left out ("stsc", "mvhd", ...)
 
@@ -148,10 +148,8 @@ struct Mp4TestMovie {
     BoxBuilder Moov(uint64_t mediaStart) const {
         BoxBuilder moov("moov");
         Add(moov, "mvhd", mvhd, BoxBuilder("mvhd").Full(0, 0).U32(0).U32(0).U32(1000).U32(1000).Zeros(80));
-        if (iods) Add(moov, "iods", iods, *iods);
         if (!omit.count("trak")) moov.Child(Trak(mediaStart));
         for (const BoxBuilder& b : extraMoovChildren) moov.Child(b);
-        if (udta) Add(moov, "udta", udta, *udta);
         if (moovLarge) moov.Large64();
         return moov;
     }
