@@ -47,7 +47,6 @@ int32_t BuildCode(const std::vector<uint8_t>& bytes) {
     try {
         return ISOMovie::Build(stream, kIsoModeRead) ? kOpens : kNoMovie;
     } catch (const CISOException& e) {
-        EXPECT_EQ(std::string(e.SourceName()).rfind("..\\..\\src\\", 0), 0u) << e.SourceName();
         return e.Code();
     }
 }

@@ -1,9 +1,4 @@
-// Builds ISO base media boxes byte by byte for tests.
-//
-//   BoxBuilder moov("moov");
-//   moov.Child(BoxBuilder("mvhd").U8(0).U24(0).U32(0).U32(0).U32(1000).U32(0)...);
-//   std::vector<uint8_t> bytes = moov.Build();
-//
+// Builds ISO base media boxes byte by byte for tests, e.g. BoxBuilder("moov").Child(BoxBuilder("mvhd")...).Build().
 // Sizes are filled in automatically; SizeOverride forces a wrong 32-bit size, Large64 writes the
 // header with size field 1 and a 64-bit size, ToEnd writes size 0. Below the class: edits of
 // whole files an encoder wrote.

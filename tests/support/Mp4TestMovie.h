@@ -1,13 +1,7 @@
-// A minimal valid one-track MP4 file for the MP4 and ISO reader tests, with every piece
-// overridable, and movie fragments to append to it.
-//
-//   Mp4TestMovie movie;            // 10 samples, sizes 100..109, 2 per chunk, delta 1024
-//   movie.stss = StssBox({1, 5});  // replace or add a box
-//   movie.omit.insert("stsc");     // leave one out
-//   std::vector<uint8_t> file = movie.Build();
-//
-// Layout: ftyp (20 bytes), mdat, moov; moovFirst swaps the last two. Sample i (0-based) holds
-// bytes (i * 7 + j) & 0xFF.
+// A minimal valid one-track MP4 file for the MP4 and ISO reader tests (by default 10 samples,
+// sizes 100..109, 2 per chunk, delta 1024), every box replaceable (movie.stss = StssBox({1, 5}))
+// or left out (movie.omit.insert("stsc")), and movie fragments to append to it. Layout: ftyp
+// (20 bytes), mdat, moov; moovFirst swaps the last two. Sample i (0-based) holds bytes (i * 7 + j) & 0xFF.
 #pragma once
 
 #include <cstdint>
