@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "IsoReaderInterface.h"
-#include "Mp4TestMovie.h"
+#include "IsoTestMovies.h"
 #include "TestFiles.h"
 
 namespace {
@@ -34,35 +33,16 @@ std::vector<Packet> ReferencePackets(const std::string& path) {
     return packets;
 }
 
-// Every sample of track 0, read with sample number 0 until the end of the track.
+// Every sample of track 0 of the file, read with sample number 0 until the end of the track.
 std::vector<Packet> ReadThroughInterface(const std::string& path, uint32_t* reportedCount) {
+    isotest::Reader r(path);
+    EXPECT_EQ(ISO_GetSampleCount(r.track, reportedCount), kIsoOk);
     std::vector<Packet> samples;
-    ISOMovieHandle* movie = nullptr;
-    EXPECT_EQ(ISO_OpenMovie(&movie, kIsoModeRead, path.c_str()), kIsoOk) << path;
-    if (movie == nullptr) return samples;
-    ISOTrackHandle* track = nullptr;
-    EXPECT_EQ(ISO_OpenTrack(movie, &track, 0), kIsoOk);
-    EXPECT_EQ(ISO_GetSampleCount(track, reportedCount), kIsoOk);
-    ISOSampleRecord* record = nullptr;
-    EXPECT_EQ(ISO_CreateSample(&record), kIsoOk);
-    std::vector<uint8_t> buffer(8192);
-    ISO_SetSampleNumber(record, 0);
-    ISO_SetSampleBuffer(record, buffer.data());
-    for (uint32_t guard = 0; guard < 100000; ++guard) {
-        ISO_SetBufferSize(record, static_cast<uint32_t>(buffer.size()));
-        const int32_t result = ISO_ReadSample(track, record);
-        if (result == kIsoEndOfTrack) break;
+    for (int32_t result = r.Read(0); result != kIsoEndOfTrack && samples.size() < 100000; result = r.Read(0)) {
         EXPECT_EQ(result, kIsoOk) << "sample " << samples.size();
         if (result != kIsoOk) break;
-        Packet p;
-        p.pos = record->fileOffset;
-        p.size = ISO_GetSampleSize(record);
-        p.duration = ISO_GetSampleDuration(record);
-        p.bytes.assign(buffer.begin(), buffer.begin() + p.size);
-        samples.push_back(std::move(p));
+        samples.push_back({r.record->fileOffset, ISO_GetSampleSize(r.record), ISO_GetSampleDuration(r.record), r.Bytes()});
     }
-    ISO_FreeSample(record);
-    EXPECT_EQ(ISO_CloseMovie(movie), kIsoOk);
     return samples;
 }
 

@@ -16,28 +16,6 @@ BoxBuilder Mvex(uint32_t duration, uint32_t size, uint32_t flags) {
     return BoxBuilder("mvex").Child(BoxBuilder("trex").Full(0, 0).U32(1).U32(1).U32(duration).U32(size).U32(flags));
 }
 
-// A movie held in memory (the reader keeps pointing into it), opened at track 0.
-struct Reader {
-    const std::vector<uint8_t> bytes;
-    MovieGuard movie;
-    ISOTrackHandle* track = nullptr;
-    ISOSampleRecord* record = nullptr;
-    std::vector<uint8_t> buffer = std::vector<uint8_t>(256);
-    explicit Reader(std::vector<uint8_t> file) : bytes(std::move(file)) {
-        EXPECT_EQ(OpenInMemory(bytes, movie), kIsoOk);
-        ISO_CreateSample(&record);
-        EXPECT_EQ(ISO_OpenTrack(movie.handle, &track, 0), kIsoOk);
-        ISO_SetSampleBuffer(record, buffer.data());
-    }
-    ~Reader() { ISO_FreeSample(record); }
-    int32_t Read(uint32_t sampleNumber) {
-        ISO_SetSampleNumber(record, sampleNumber);
-        ISO_SetBufferSize(record, static_cast<uint32_t>(buffer.size()));
-        return ISO_ReadSample(track, record);
-    }
-    std::vector<uint8_t> Bytes() const { return std::vector<uint8_t>(buffer.begin(), buffer.begin() + record->size); }
-};
-
 // 10 table samples in chunks of 4, 3 and 3 (stts with an empty run, sync samples 1 and 10), then
 // two fragments of 5.
 TEST(TrackReader, TablesThenFragmentsRepositionAndCapacity) {
