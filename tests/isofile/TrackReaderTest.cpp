@@ -23,7 +23,6 @@ TEST(TrackReader, TablesThenFragmentsRepositionAndCapacity) {
     table.sizes = {11, 12, 13, 14, 15, 16, 17, 18, 19, 20};
     table.chunks = {{1, 4}, {2, 3}};
     table.stts = SttsBox({3, 1000, 0, 7, 7, 1024});
-    table.ctts = TableBox("ctts", {2, 5, 8, 9}, 2);
     table.stss = StssBox({1, 10});
     table.extraMoovChildren = {Mvex(0, 0, 0)};
     const std::vector<uint8_t> bytes = Concat({table.Build(), FragmentBoxes(1, 1, 10, {30, 31, 32, 33, 34}, 2048),
