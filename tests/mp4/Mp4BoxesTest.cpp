@@ -188,6 +188,7 @@ TEST(Mp4Boxes, EditLists) {
         {"v0 empty edit zero-extends", elst(0, 500, 0xFFFFFFFF), 2, 0xFFFFFFFF, 500},
         {"v1 64-bit values", elst(1, uint64_t{1} << 33, kAllOnes), 1, kAllOnes, uint64_t{1} << 33},
         {"edit id 0", elst(0, 3000, 1024), 0, kAllOnes, kAllOnes},
+        {"edit id past the count", elst(0, 3000, 1024), 3, kAllOnes, kAllOnes},
         {"edts without elst", BoxBuilder("edts"), 1, kAllOnes, kAllOnes},
     };
     for (const Row& row : rows) {
