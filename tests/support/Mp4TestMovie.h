@@ -43,13 +43,12 @@ inline BoxBuilder StscBox(const std::vector<std::pair<uint32_t, uint32_t>>& firs
 }
 
 // A sound sample entry of `type` (channels 2, 16 bits, 44100 Hz) with the fields of sound
-// version 0, 1 or 2, and `children`.
+// version 0 or 2, and `children`.
 inline BoxBuilder SoundEntry(const std::string& type, const std::vector<BoxBuilder>& children,
                              uint16_t soundVersion = 0, uint32_t channels = 2) {
     BoxBuilder e(type);
     e.Zeros(6).U16(1).U16(soundVersion).U16(0).U32(0);
     e.U16(soundVersion == 2 ? 3 : channels).U16(16).U16(0).U16(0).U32(44100u << 16);
-    if (soundVersion == 1) e.U32(1024).U32(0).U32(4).U32(2);
     if (soundVersion == 2) e.U32(72).U64(0).U32(channels).U32(0x7F000000).U32(16).U32(0).U32(0).U32(0);
     for (const BoxBuilder& c : children) e.Child(c);
     return e;
