@@ -55,9 +55,8 @@ TEST(BoxHeader, OpenResultTracksAndCodes) {
     Mp4TestMovie big;
     big.sizes.assign(20000, 3);
     big.chunks = {{1, 20000}};
-    BoxBuilder stszTrak("trak");
-    stszTrak.Child(BoxBuilder("tkhd").Full(0, 7).U32(0).U32(0).U32(1).Zeros(68)).Child(BoxBuilder("mdia").Child(BoxBuilder("minf").Child(
-        BoxBuilder("stbl").Child(BoxBuilder("stsz").Full(0, 0).U32(0).U32(0x40000000).U32(5)))));
+    Mp4TestMovie hugeStsz;
+    hugeStsz.stsz = BoxBuilder("stsz").Full(0, 0).U32(0).U32(0x40000000).U32(5);
     BoxBuilder trunTraf("traf");
     trunTraf.Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(1)).Child(BoxBuilder("trun").Full(0, 0x301).U32(1000000).U32(0).U32(1).U32(1));
     const std::vector<uint8_t> large = BoxBuilder("free").Large64().Zeros(4).Build();
@@ -100,7 +99,7 @@ TEST(BoxHeader, OpenResultTracksAndCodes) {
         {"TrackWithoutHeader", Concat({MoovWith({BoxBuilder("trak").Build()}, true, false), Mdat()}), CE::kMissingChild, 0},
         {"StscFirstChunkZero", WithTrak(SmallTrak(1, {{0, 1}})), CE::kBadTable, 0},
         {"StscOutOfOrder", WithTrak(SmallTrak(1, {{1, 1}, {3, 1}, {2, 1}})), CE::kBadTable, 0},
-        {"StszCountBeyondBox", Concat({MoovWith({stszTrak.Build()}, true, false), Mdat()}), CE::kBadTable, 0},
+        {"StszCountBeyondBox", WithTrak(hugeStsz.Trak(0)), CE::kBadTable, 0},
         {"TrunCountOverrunsBox", Concat({MoovWith({}), BoxBuilder("moof").Child(trunTraf).Build(), Mdat()}), CE::kBadTable, 0},
         {"MovieLargerThanReadBuffer", Concat({MoovWith({big.Trak(0).Build(), trak2}, true, false), Mdat()}), kOpens, 2},
     };
