@@ -1,10 +1,7 @@
-// Fuzz target: one lossless packet under a configuration taken from the first input bytes.
-//
-// Input: [0..1] frame length - 1 (u16 BE, so up to 65536), [2] bit depth, [3] history
-// multiplier, [4] initial history, [5] k modifier, [6] channel count, [7] flags (bit 0: pass a
-// frame length one above the cookie's, bit 1: pass channel count + 1), then the packet.
-// The packet is copied into a buffer of exactly its size so any read past it is caught.
-#include <cstddef>
+// One lossless packet under a configuration from the first input bytes: [0..1] frame length - 1
+// (u16 BE), [2] bit depth, [3] history multiplier, [4] initial history, [5] k modifier, [6]
+// channel count, [7] flags (bit 0: pass a frame length one above the cookie's, bit 1: pass channel
+// count + 1), then the packet, copied into a buffer of exactly its size so any read past it is caught.
 #include <cstdint>
 #include <cstdlib>
 #include <vector>

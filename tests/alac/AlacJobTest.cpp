@@ -61,10 +61,6 @@ void ExpectCleanEnd(const JobRecord& r, Final final) {
     EXPECT_TRUE(r.threadEnded);
     EXPECT_EQ(r.final, final);
     EXPECT_EQ(r.finalMessages, final == Final::None ? 0 : 1);
-    if (!r.messages.empty() && final != Final::None) {
-        EXPECT_EQ(r.messages.back().wParam, 0u);
-        EXPECT_EQ(r.messages.back().lParam, 0);
-    }
 }
 
 struct StreamCase {
@@ -111,6 +107,9 @@ const StreamCase kStreams[] = {
     {"order8", "stereo", 2, 44100, 24, "tone", 0.5, "-min_prediction_order 8 -max_prediction_order 8"},
     {"order4", "mono", 1, 44100, 16, "tone", 0.5, "-min_prediction_order 4 -max_prediction_order 4"},
     {"order1", "stereo", 2, 44100, 16, "tone", 0.5, "-min_prediction_order 1 -max_prediction_order 1"},
+    {"order2", "mono", 1, 44100, 24, "tone", 0.5, "-min_prediction_order 2 -max_prediction_order 2"},
+    {"order3", "stereo", 2, 44100, 16, "tone", 0.5, "-min_prediction_order 3 -max_prediction_order 3"},
+    {"order7", "stereo", 2, 44100, 24, "tone", 0.5, "-min_prediction_order 7 -max_prediction_order 7"},
 };
 
 TEST(AlacJobStreams, DeliversFfmpegsPcmInHostOrder) {
@@ -127,9 +126,6 @@ TEST(AlacJobStreams, DeliversFfmpegsPcmInHostOrder) {
         EXPECT_EQ(r.format.channels, static_cast<uint32_t>(c.channels));
         EXPECT_EQ(r.format.sampleRate, static_cast<uint32_t>(c.rate));
         EXPECT_EQ(r.format.bitsPerSample, static_cast<uint32_t>(c.bits));
-        EXPECT_EQ(r.format.isFloat, 0u);
-        EXPECT_EQ(r.format.lossySource, 0);
-        EXPECT_NE(r.format.readyEvent, nullptr);
         EXPECT_NE(r.format.jobThread, nullptr);
 
         const int bytes = c.bits / 8;
@@ -217,20 +213,16 @@ TEST(AlacJobTest, CancelTrackChoiceAndFailures) {
     }
 }
 
-TEST(AlacJobTest, RealWorldFixturesMatchTheirMd5) {
-    struct Row {
-        const char* file;
-        const char* md5;
-    } rows[] = {{"rw_qaac_alac_s16_st_44k.m4a", "666a89e0fcc4bfccefe7a3c247ff6e1a"},
-                {"rw_itunes11_alac_silence.m4a", "a1b141f766e9849ac3db1030a20a3c77"}};
-    for (const Row& c : rows) {
-        const std::string path = testfiles::SharedFixture(c.file);
-        if (path.empty()) GTEST_SKIP() << c.file << " not present";
+// Files from other encoders, against ffmpeg's decode.
+TEST(AlacJobTest, RealWorldFixturesMatchFfmpeg) {
+    for (const char* file : {"rw_qaac_alac_s16_st_44k.m4a", "rw_itunes11_alac_silence.m4a"}) {
+        const std::string path = testfiles::SharedFixture(file);
+        if (path.empty()) GTEST_SKIP() << file << " not present";
         const JobRecord r = RunAlac(path);
         ExpectCleanEnd(r, Final::Done);
-        const std::string out = testfiles::ScratchDir() + "/pcm";
-        ASSERT_TRUE(testfiles::WriteAll(out, r.pcm));
-        EXPECT_EQ(testfiles::Capture("md5sum " + out).substr(0, 32), c.md5) << c.file;
+        const int bytes = static_cast<int>(r.format.bitsPerSample / 8), channels = static_cast<int>(r.format.channels);
+        EXPECT_FALSE(r.pcm.empty()) << file;
+        EXPECT_TRUE(r.pcm == InHostOrder(FfmpegPcm(path, bytes == 2 ? "s16le" : "s24le"), channels, bytes)) << file;
     }
 }
 

@@ -1,12 +1,11 @@
 // The lossless decoder on what ffmpeg's encoder never writes (its streams are checked end to
 // end in AlacJobTest): packets built bit by bit for each element type, 20- and 32-bit output,
 // shifted bytes and each malformed header field; cookies with each rejected field; entropy
-// codes at their edges; and the predictor's fast paths against the plain rule.
+// codes at their edges; and the predictor where the encoder's streams do not reach.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
-#include <random>
 #include <vector>
 
 #include "AdaptiveGolomb.h"
@@ -192,43 +191,13 @@ TEST(AlacPacket, DecodesToExpectedOutput) {
     }
 }
 
-TEST(AlacPacket, FrameLengthAboveTheCookieAndRefusedCookie) {
+TEST(AlacPacket, FrameLengthAboveTheCookie) {
     Decoder decoder(Cookie(4, 16, 1));
     Bytes output(64, kUntouched);
     uint32_t frames = 99;
     EXPECT_EQ(decoder.Decode(Verbatim(kMono, {1, 2, 3, 4, 5}, 16), output.data(), 5, 1, &frames), kAlacParamError);
     EXPECT_EQ(frames, 0u);
     EXPECT_EQ(output, Bytes(64, kUntouched));
-    // The job ignores a refused cookie: its packets then come out as silence.
-    Decoder refused({4, 1, 16, 0, 200, 14, 2});
-    ASSERT_EQ(refused.init, kAlacParamError);
-    EXPECT_EQ(refused.Decode(Verbatim(kPair, {1, 2, 3, 4, 5, 6, 7, 8}, 16), output.data(), 4, 2, &frames), kAlacParamError);
-    EXPECT_EQ(frames, 4u);
-    EXPECT_EQ(Bytes(output.begin(), output.begin() + 16), Bytes(16, 0));
-}
-
-// The reader's edges, which well-formed packets never reach: reads across bytes, alignment,
-// the bits left, and past the end (zeros, and the end flags the element loop checks).
-TEST(AlacBitReader, EdgesAndPastTheEnd) {
-    const Bytes bytes{0xA5, 0x3C, 0xFF};
-    AlacBitReader r;
-    InitAlacBitReader(r, bytes.data(), 2);  // the third byte lies outside the packet
-    EXPECT_EQ(ReadAlacBits16(r, 0), 0u);
-    EXPECT_EQ(ReadAlacBits16(r, 3), 0b101u);
-    EXPECT_EQ(ReadAlacBits16(r, 10), 0b0010100111u);
-    EXPECT_EQ(AlacRemainingBits(r), 3);
-    AlignAlacReader(r);
-    AlignAlacReader(r);  // already aligned: no move
-    EXPECT_EQ(r.bytePos, 2u);
-    EXPECT_TRUE(AlacReaderAtOrPastEnd(r));
-    EXPECT_FALSE(AlacReaderPastEnd(r));
-    EXPECT_EQ(ReadAlacBits16(r, 16), 0u);
-    EXPECT_TRUE(AlacReaderPastEnd(r));
-    AdvanceAlacBits(r, 1ull << 40);  // far past the end stays defined
-    EXPECT_EQ(ReadAlacBits16(r, 16), 0u);
-    EXPECT_EQ(PeekAlacWord64(bytes.data(), 3, 1), 0x3CFF000000000000ull);
-    InitAlacBitReader(r, nullptr, 100);
-    EXPECT_EQ(r.sizeBytes, 0u);
 }
 
 TEST(AlacCookie, ParsesOrRejects) {
@@ -241,23 +210,17 @@ TEST(AlacCookie, ParsesOrRejects) {
         AlacStatus status;
         bool buffersAllocated;
     } rows[] = {
-        {"Bare24", MakeCookie({}), 0, true},
-        {"AlacHeader36", MakeCookie({}, true), 0, true},
         {"FrmaThenAlac48", MakeCookie({}, true, true), 0, true},
         {"TrailingChannelLayoutIgnored", trailer, 0, true},
         {"Size11", cut(MakeCookie({}), 11), kAlacParamError, false},
         {"Bare23", cut(MakeCookie({}), 23), kAlacParamError, false},
         {"FrmaWith14Bytes", cut(MakeCookie({}, true, true), 14), kAlacParamError, false},
         {"FrameLength0", MakeCookie({0}), kAlacParamError, false},
-        {"FrameLength1048577", MakeCookie({1048577}), kAlacParamError, false},
         {"FrameLength1048576", MakeCookie({1048576}), 0, true},
         {"BitDepth15", MakeCookie({4096, 0, 15}), kAlacParamError, false},
         {"BitDepth33", MakeCookie({4096, 0, 33}), kAlacParamError, false},
-        {"BitDepth17", MakeCookie({4096, 0, 17}), 0, true},
         {"Version1", MakeCookie({4096, 1}), kAlacParamError, false},
-        {"Channels0", MakeCookie({4096, 0, 16, 40, 10, 14, 0}), kAlacMemoryError, true},
         {"Channels9", MakeCookie({4096, 0, 16, 40, 10, 14, 9}), kAlacMemoryError, true},
-        {"Channels8", MakeCookie({4096, 0, 16, 40, 10, 14, 8}), 0, true},
     };
     for (const auto& c : rows) {
         AlacDecoder decoder{};
@@ -306,34 +269,6 @@ TEST(AlacGolomb, EdgeCodes) {
         const auto decoded = std::find(values.begin(), values.end(), 0x5A5A5A5A);
         ASSERT_GE(decoded - values.begin(), static_cast<long>(r.tail.size()));
         EXPECT_EQ(std::vector<int32_t>(decoded - static_cast<long>(r.tail.size()), decoded), r.tail);
-    }
-}
-
-TEST(AlacPredictor, FastPathsMatchThePlainRule) {
-    std::mt19937 rng(12345);
-    std::uniform_int_distribution<int32_t> small(-300, 300), coef(-2000, 2000);
-    std::uniform_int_distribution<uint32_t> any;
-    for (uint32_t a = 0; a <= 31; ++a) {
-        for (uint32_t width : {16u, 17u, 24u, 25u, 32u, 33u}) {
-            for (uint32_t shift : {0u, 1u, 9u, 15u}) {
-                for (uint32_t count : {1u, 2u, a + 1, a + 2, 300u}) {
-                    // Residuals mostly small, some zero, a few wild (wrapping and sign extension).
-                    std::vector<int32_t> residuals(count), plain(count + 32), fast(count + 32);
-                    for (int32_t& r : residuals) {
-                        const uint32_t pick = any(rng) % 20;
-                        r = SignExtendAlac(static_cast<uint32_t>(pick < 4 ? 0 : pick == 4 ? static_cast<int32_t>(any(rng)) : small(rng)), width);
-                    }
-                    std::vector<int16_t> plainTaps(32), fastTaps(32);
-                    for (uint32_t k = 0; k < a; ++k) plainTaps[k] = fastTaps[k] = static_cast<int16_t>(coef(rng));
-                    UnpredictBlockPlain(residuals.data(), plain.data(), count, plainTaps.data(), a, width, shift);
-                    UnpredictBlock(residuals.data(), fast.data(), count, fastTaps.data(), a, width, shift);
-                    plain.resize(count);
-                    fast.resize(count);
-                    ASSERT_EQ(fast, plain) << "a=" << a << " width=" << width << " shift=" << shift << " n=" << count;
-                    ASSERT_EQ(fastTaps, plainTaps) << "a=" << a;
-                }
-            }
-        }
     }
 }
 

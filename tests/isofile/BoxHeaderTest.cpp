@@ -6,8 +6,6 @@
 #include <string>
 
 #include "BoxBuilder.h"
-#include "CISOBitBuffer.h"
-#include "CISOBox.h"
 #include "CISOException.h"
 #include "ISOInMemoryStream.h"
 #include "ISOMovie.h"
@@ -49,7 +47,6 @@ int32_t BuildCode(const std::vector<uint8_t>& bytes) {
     try {
         return ISOMovie::Build(stream, kIsoModeRead) ? kOpens : kNoMovie;
     } catch (const CISOException& e) {
-        EXPECT_EQ(std::string(e.SourceName()).rfind("..\\..\\src\\", 0), 0u) << e.SourceName();
         return e.Code();
     }
 }
@@ -58,9 +55,8 @@ TEST(BoxHeader, OpenResultTracksAndCodes) {
     Mp4TestMovie big;
     big.sizes.assign(20000, 3);
     big.chunks = {{1, 20000}};
-    BoxBuilder stszTrak("trak");
-    stszTrak.Child(BoxBuilder("tkhd").Full(0, 7).U32(0).U32(0).U32(1).Zeros(68)).Child(BoxBuilder("mdia").Child(BoxBuilder("minf").Child(
-        BoxBuilder("stbl").Child(BoxBuilder("stsz").Full(0, 0).U32(0).U32(0x40000000).U32(5)))));
+    Mp4TestMovie hugeStsz;
+    hugeStsz.stsz = BoxBuilder("stsz").Full(0, 0).U32(0).U32(0x40000000).U32(5);
     BoxBuilder trunTraf("traf");
     trunTraf.Child(BoxBuilder("tfhd").Full(0, 0x20000).U32(1)).Child(BoxBuilder("trun").Full(0, 0x301).U32(1000000).U32(0).U32(1).U32(1));
     const std::vector<uint8_t> large = BoxBuilder("free").Large64().Zeros(4).Build();
@@ -79,12 +75,16 @@ TEST(BoxHeader, OpenResultTracksAndCodes) {
         {"InvalidChildHeaderEndsItsContainer", Movie({large, trak2}), kOpens, 1},
         {"TypeStartingWithA9IsInvalid", Movie({BoxBuilder("\xA9nam").Zeros(4).Build(), trak2}), kOpens, 1},
         {"UnknownTypeSkipped", Movie({BoxBuilder("zzzz").Zeros(13).Build(), trak2}), kOpens, 2},
+        {"ZeroTypeUnchecked", Movie({{0, 0, 0, 8, 0, 0x80, 0, 0}, trak2}), kOpens, 2},
+        {"HighByteAfterNonZeroFourthIsInvalid", Movie({{0, 0, 0, 8, 0, 0x80, 0, 'a'}, trak2}), kOpens, 1},
+        {"Size0ChildIsInvalid", Movie({BoxBuilder("free").ToEnd().Build(), trak2}), kOpens, 1},
         {"ChildOverrunsParent", Concat({Movie({BoxBuilder("zzzz").SizeOverride(64).Zeros(8).Build()}), Mdat(), Mdat()}),
          CE::kChildrenMismatch, 0},
         {"ChildrenUnderrunParent", Movie({std::vector<uint8_t>(4, 0)}), CE::kChildrenMismatch, 0},
         {"NoFurtherChildInsideTrack", BoxBuilder("moov").Child(Mvhd()).Child(BoxBuilder("trak").Child(BoxBuilder("tkhd").Full(0, 7).U32(0).U32(0).U32(1).Zeros(68)).Zeros(4)).Build(),
          CE::kNoFurtherChild, 0},
         {"TrailingBytesOfMovieAtEndOfDataKept", MoovWith({std::vector<uint8_t>(4, 0)}), kOpens, 1},
+        {"HeaderCutByTheEndOfData", Concat({MoovWith({}), {0, 0, 0, 8, 'f', 'r'}}), kOpens, 1},
         {"MovieWithoutHeader", Concat({MoovWith({}, false), Mdat()}), CE::kMissingChild, 0},
         {"FragmentWithoutHeader", Concat({MoovWith({}, true, false), BoxBuilder("moof").Child(BoxBuilder("traf")).Build()}),
          CE::kMissingChild, 0},
@@ -99,7 +99,7 @@ TEST(BoxHeader, OpenResultTracksAndCodes) {
         {"TrackWithoutHeader", Concat({MoovWith({BoxBuilder("trak").Build()}, true, false), Mdat()}), CE::kMissingChild, 0},
         {"StscFirstChunkZero", WithTrak(SmallTrak(1, {{0, 1}})), CE::kBadTable, 0},
         {"StscOutOfOrder", WithTrak(SmallTrak(1, {{1, 1}, {3, 1}, {2, 1}})), CE::kBadTable, 0},
-        {"StszCountBeyondBox", Concat({MoovWith({stszTrak.Build()}, true, false), Mdat()}), CE::kBadTable, 0},
+        {"StszCountBeyondBox", WithTrak(hugeStsz.Trak(0)), CE::kBadTable, 0},
         {"TrunCountOverrunsBox", Concat({MoovWith({}), BoxBuilder("moof").Child(trunTraf).Build(), Mdat()}), CE::kBadTable, 0},
         {"MovieLargerThanReadBuffer", Concat({MoovWith({big.Trak(0).Build(), trak2}, true, false), Mdat()}), kOpens, 2},
     };
@@ -112,33 +112,6 @@ TEST(BoxHeader, OpenResultTracksAndCodes) {
         ISOTrackHandle* track = nullptr;
         for (uint32_t i = 0; i < c.tracks; ++i) EXPECT_EQ(ISO_OpenTrack(movie.handle, &track, i), kIsoOk) << i;
         EXPECT_EQ(ISO_OpenTrack(movie.handle, &track, c.tracks), kIsoNoTrack);
-    }
-}
-
-TEST(BoxHeader, TypesAndSizes) {
-    struct Row {
-        const char* name;
-        std::vector<uint8_t> bytes;
-        uint32_t type;
-        uint64_t size;
-    } rows[] = {
-        {"Known", BoxBuilder("stsz").Zeros(4).Build(), kBoxStsz, 12},
-        {"Unknown", BoxBuilder("qqqq").Build(), kBoxNone, 8},
-        {"ZeroTypeUnchecked", {0, 0, 0, 8, 0, 0x80, 0, 0}, kBoxNone, 8},
-        {"HighByteAfterNonZeroFourth", {0, 0, 0, 8, 0, 0x80, 0, 'a'}, kBoxInvalid, 0},
-        {"ControlByte", {0, 0, 0, 8, 'a', 0x1F, 'b', 'c'}, kBoxInvalid, 0},
-        {"Size7", BoxBuilder("free").SizeOverride(7).Build(), kBoxInvalid, 0},
-        {"Size0ToEnd", BoxBuilder("free").ToEnd().Build(), kBoxInvalid, 0},
-        {"Size1Large", BoxBuilder("free").Large64().Build(), kBoxInvalid, 0},
-        {"ShortData", {0, 0, 0, 8, 'f', 'r'}, kBoxInvalid, 0},
-    };
-    for (const Row& c : rows) {
-        ISOInMemoryStream stream(c.bytes.data(), c.bytes.size());
-        CISOBitBuffer buffer(stream);
-        CISOBoxReader reader(buffer, c.bytes.size());
-        const CISOBoxHeader header = CISOBox::ReadHeader(reader);
-        EXPECT_EQ(header.type, c.type) << c.name;
-        EXPECT_EQ(header.size, c.size) << c.name;
     }
 }
 

@@ -1,9 +1,4 @@
-// Builds ISO base media boxes byte by byte for tests.
-//
-//   BoxBuilder moov("moov");
-//   moov.Child(BoxBuilder("mvhd").U8(0).U24(0).U32(0).U32(0).U32(1000).U32(0)...);
-//   std::vector<uint8_t> bytes = moov.Build();
-//
+// Builds ISO base media boxes byte by byte for tests, e.g. BoxBuilder("moov").Child(BoxBuilder("mvhd")...).Build().
 // Sizes are filled in automatically; SizeOverride forces a wrong 32-bit size, Large64 writes the
 // header with size field 1 and a 64-bit size, ToEnd writes size 0. Below the class: edits of
 // whole files an encoder wrote.
@@ -34,12 +29,10 @@ public:
     BoxBuilder& SizeOverride(uint32_t size) { sizeOverride_ = size; hasOverride_ = true; return *this; }
     BoxBuilder& Large64() { large_ = true; return *this; }
     BoxBuilder& ToEnd() { toEnd_ = true; return *this; }
-    // 16-byte extended type after a "uuid" type
-    BoxBuilder& Uuid(const std::vector<uint8_t>& user) { uuid_ = user; return *this; }
 
     std::vector<uint8_t> Build() const {
         std::vector<uint8_t> out;
-        uint64_t header = 8 + (large_ ? 8 : 0) + uuid_.size();
+        uint64_t header = 8 + (large_ ? 8 : 0);
         uint64_t total = header + bytes_.size();
         uint32_t size32 = hasOverride_ ? sizeOverride_
                           : large_     ? 1u
@@ -48,12 +41,9 @@ public:
         PutBe(out, size32, 4);
         for (size_t i = 0; i < 4; ++i) out.push_back(i < type_.size() ? static_cast<uint8_t>(type_[i]) : 0x20);
         if (large_) PutBe(out, total, 8);
-        out.insert(out.end(), uuid_.begin(), uuid_.end());
         out.insert(out.end(), bytes_.begin(), bytes_.end());
         return out;
     }
-
-    size_t PayloadSize() const { return bytes_.size(); }
 
 private:
     BoxBuilder& Be(uint64_t v, int n) { PutBe(bytes_, v, n); return *this; }
@@ -63,7 +53,6 @@ private:
 
     std::string type_;
     std::vector<uint8_t> bytes_;
-    std::vector<uint8_t> uuid_;
     uint32_t sizeOverride_ = 0;
     bool hasOverride_ = false;
     bool large_ = false;

@@ -1,13 +1,7 @@
-// A minimal valid one-track MP4 file for the MP4 and ISO reader tests, with every piece
-// overridable, and movie fragments to append to it.
-//
-//   Mp4TestMovie movie;            // 10 samples, sizes 100..109, 2 per chunk, delta 1024
-//   movie.stss = StssBox({1, 5});  // replace or add a box
-//   movie.omit.insert("stsc");     // leave one out
-//   std::vector<uint8_t> file = movie.Build();
-//
-// Layout: ftyp (20 bytes), mdat, moov; moovFirst swaps the last two. Sample i (0-based) holds
-// bytes (i * 7 + j) & 0xFF.
+// A minimal valid one-track MP4 file for the MP4 and ISO reader tests (by default 10 samples,
+// sizes 100..109, 2 per chunk, delta 1024), every box replaceable (movie.stss = StssBox({1, 5}))
+// or left out (movie.omit.insert("stsc")), and movie fragments to append to it. Layout: ftyp
+// (20 bytes), mdat, moov; moovFirst swaps the last two. Sample i (0-based) holds bytes (i * 7 + j) & 0xFF.
 #pragma once
 
 #include <cstdint>
@@ -49,13 +43,12 @@ inline BoxBuilder StscBox(const std::vector<std::pair<uint32_t, uint32_t>>& firs
 }
 
 // A sound sample entry of `type` (channels 2, 16 bits, 44100 Hz) with the fields of sound
-// version 0, 1 or 2, and `children`.
+// version 0 or 2, and `children`.
 inline BoxBuilder SoundEntry(const std::string& type, const std::vector<BoxBuilder>& children,
                              uint16_t soundVersion = 0, uint32_t channels = 2) {
     BoxBuilder e(type);
     e.Zeros(6).U16(1).U16(soundVersion).U16(0).U32(0);
     e.U16(soundVersion == 2 ? 3 : channels).U16(16).U16(0).U16(0).U32(44100u << 16);
-    if (soundVersion == 1) e.U32(1024).U32(0).U32(4).U32(2);
     if (soundVersion == 2) e.U32(72).U64(0).U32(channels).U32(0x7F000000).U32(16).U32(0).U32(0).U32(0);
     for (const BoxBuilder& c : children) e.Child(c);
     return e;
@@ -92,7 +85,6 @@ struct Mp4TestMovie {
     std::vector<uint32_t> sizes = {100, 101, 102, 103, 104, 105, 106, 107, 108, 109};
     std::vector<std::pair<uint32_t, uint32_t>> chunks = {{1, 2}};  // stsc entries: first chunk, samples per chunk
     uint32_t trackId = 1;
-    std::string handler = "soun";
     bool co64 = false;
     bool moovFirst = false;  // moov before mdat (offsets then account for it)
     bool mdatLarge = false;  // mdat with a 64-bit size
@@ -101,7 +93,7 @@ struct Mp4TestMovie {
     std::vector<BoxBuilder> extraTop;  // top-level boxes between ftyp and the rest
 
     // Replacements for the generated boxes, and extra boxes.
-    std::optional<BoxBuilder> mvhd, mdhd, stsd, stts, stsc, stsz, stco, ctts, stss, edts, iods, udta;
+    std::optional<BoxBuilder> mvhd, mdhd, stsd, stts, stsc, stsz, stco, ctts, stss, edts;
     std::vector<BoxBuilder> extraMoovChildren;  // appended after the trak
     std::set<std::string> omit;                  // box types left out ("stsc", "mvhd", ...)
 
@@ -137,7 +129,7 @@ struct Mp4TestMovie {
         if (!omit.count("stbl")) minf.Child(stbl);
         BoxBuilder mdia("mdia");
         Add(mdia, "mdhd", mdhd, BoxBuilder("mdhd").Full(0, 0).U32(0).U32(0).U32(44100).U32(10240).U16(0x55C4).U16(0));
-        Add(mdia, "hdlr", std::nullopt, BoxBuilder("hdlr").Full(0, 0).U32(0).Str(handler).Zeros(12).Str("Sound").U8(0));
+        Add(mdia, "hdlr", std::nullopt, BoxBuilder("hdlr").Full(0, 0).U32(0).Str("soun").Zeros(12).Str("Sound").U8(0));
         if (!omit.count("minf")) mdia.Child(minf);
         BoxBuilder trak("trak");
         Add(trak, "tkhd", std::nullopt, BoxBuilder("tkhd").Full(0, 3).U32(0).U32(0).U32(trackId).Zeros(68));
@@ -149,10 +141,8 @@ struct Mp4TestMovie {
     BoxBuilder Moov(uint64_t mediaStart) const {
         BoxBuilder moov("moov");
         Add(moov, "mvhd", mvhd, BoxBuilder("mvhd").Full(0, 0).U32(0).U32(0).U32(1000).U32(1000).Zeros(80));
-        if (iods) Add(moov, "iods", iods, *iods);
         if (!omit.count("trak")) moov.Child(Trak(mediaStart));
         for (const BoxBuilder& b : extraMoovChildren) moov.Child(b);
-        if (udta) Add(moov, "udta", udta, *udta);
         if (moovLarge) moov.Large64();
         return moov;
     }
@@ -216,4 +206,20 @@ inline std::optional<std::vector<uint8_t>> CopyBytes(MP4FileHandle h, MP4TrackId
     EXPECT_EQ(bytes == nullptr, size == 0) << "an empty value comes back as NULL";
     MP4Free(bytes);
     return out;
+}
+
+// The values of every item matching (meaning, name), "-" for one without a name box.
+inline std::vector<std::string> Items(MP4FileHandle h, const char* name) {
+    std::vector<std::string> found;
+    MP4ItmfItemList* list = MP4ItmfGetItemsByMeaning(h, "com.apple.iTunes", name);
+    for (uint32_t i = 0; list && i < list->size; ++i) {
+        std::string text = list->elements[i].name ? "" : "-";
+        for (uint32_t d = 0; d < list->elements[i].dataList.size; ++d) {
+            const MP4ItmfData& data = list->elements[i].dataList.elements[d];
+            text += std::string(reinterpret_cast<const char*>(data.value), data.valueSize) + ";";
+        }
+        found.push_back(text);
+    }
+    MP4ItmfItemListFree(list);
+    return found;
 }
