@@ -26,8 +26,9 @@ demo: build
 
 # Every test: the suite in the normal build, again under address/leak/UB sanitizers, the
 # threaded parts under the thread sanitizer, a short run of every fuzz target over the test
-# files, and the Windows build under Wine.
+# files, and the Windows build under Wine; then the size of the suite against the code.
 test: test-fast test-asan test-tsan fuzz-smoke test-windows
+	@bash scripts/test-ratio.sh
 
 test-fast: build
 	@cd $(BUILD) && ctest --output-on-failure -j$(JOBS)

@@ -1,9 +1,8 @@
-// A whole Decode job over an in-memory file (a memfd, opened by name through /proc/self/fd),
-// driven by a host stub that reads every block and cancels where the input says. Input: [0]
-// cancel at the format (0), at block n (n), or never (255); [1] track number (mod 4); [2] start
-// time in tenths of a second (0: no start position); then the file. Aborts on any break of the
-// message protocol: a block before the format, a second final message, a message after it, or
-// no final message from a job that was not cancelled.
+// A whole Decode job over an in-memory file (a memfd, opened by name through /proc/self/fd), driven by a
+// host stub that reads every block and cancels where the input says. Input: [0] cancel at the format (0),
+// at block n (n), or never (255); [1] track number (mod 4); [2] start time in tenths of a second (0: none);
+// then the file. Aborts on any break of the message protocol: a block before the format, a second final
+// message, a message after it, or no final message from a job that was not cancelled.
 #include <sys/mman.h>
 #include <unistd.h>
 

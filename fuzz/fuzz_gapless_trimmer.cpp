@@ -1,9 +1,8 @@
-// The trimmer driven by fuzzed gapless values and frame sizes, emptied after every push as the
-// jobs do. Input: [0..3] delay bytes, [4..7] padding bytes (signed), [8] 0xA5 for a long stream
-// (beyond kMaxHeldBytes; slow, so rare) rather than a short one, then a frame size per two bytes
-// (times 16, at most kMaxPushBytes). Each emitted byte must be the stream's byte at its
-// place, exactly the bytes between the delay and the (bounded) reserve must come out, and no
-// more than the reserve may stay pending.
+// The trimmer driven by fuzzed gapless values and frame sizes, emptied after every push as the jobs do.
+// Input: [0..3] delay bytes, [4..7] padding bytes (signed), [8] 0xA5 for a long stream (beyond
+// kMaxHeldBytes; slow, so rare) rather than a short one, then a frame size per two bytes (times 16, at most
+// kMaxPushBytes). Each emitted byte must be the stream's byte at its place, exactly the bytes between the
+// delay and the (bounded) reserve must come out, and no more than the reserve may stay pending.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>

@@ -1,30 +1,21 @@
-// Raw AAC stream opening and framing on arbitrary bytes: ID3v2 skip, sync search, probe pass,
-// header detection and length estimate, then refills and decoder calls to the end of the
-// stream, through the trailing-tag test.
+// Raw AAC stream opening and framing on arbitrary bytes (an in-memory file): ID3v2 skip, sync
+// search, probe pass, header detection and length estimate, then refills and decoder calls to
+// the end of the stream, through the trailing-tag test.
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
-#include <string>
+#include <cstdlib>
 
 #include "RawAacStream.h"
 
-namespace {
-std::string TempPath() {
-    static const std::string path = "/tmp/fuzz_raw_stream." + std::to_string(::getpid()) + ".aac";
-    return path;
-}
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string path = TempPath();
-    FILE* out = std::fopen(path.c_str(), "wb");
-    if (out == nullptr) return 0;
-    std::fwrite(data, 1, size, out);
-    std::fclose(out);
-
-    RawAacStream stream;
-    if (OpenRawAacStream(stream, std::fopen(path.c_str(), "rb"))) {
+    const int fd = memfd_create("fuzz_raw_stream", 0);
+    if (fd < 0 || write(fd, data, size) != static_cast<ssize_t>(size)) std::abort();
+    lseek(fd, 0, SEEK_SET);
+    RawAacStream stream;  // closes the file
+    if (OpenRawAacStream(stream, fdopen(fd, "rb"))) {
         // Each call either consumes bytes or ends the loop; the bound only caps run time.
         for (int calls = 0; calls < 4096; ++calls) {
             RefillStreamBuffer(stream);

@@ -1,9 +1,7 @@
-// Fuzz target: the xHE-AAC job's decoder path (set-up with DRC settings, configuration, whole
-// access units, decode into the job's output buffer with widening, a bounded drain).
-//
-// Input: [0] bit 0 DRC on, bits 1-3 DRC effect + 1; [1] target loudness + 1; [2] configuration
-// length n; n configuration bytes; then access units, each a u16 BE length and its bytes.
-// Seeds: tests/data/xhe_fuzz_seed_*.bin (a fixture's configuration and first access units).
+// The xHE-AAC job's decoder path: set-up with DRC settings, configuration, whole access units,
+// decode into the job's output buffer with widening, a bounded drain. Input: [0] bit 0 DRC on,
+// bits 1-3 DRC effect + 1; [1] target loudness + 1; [2] configuration length n; n configuration
+// bytes; then access units, each a u16 BE length and its bytes. Seeds: tests/data/xhe_fuzz_seed_*.bin.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -19,7 +17,6 @@ constexpr uint8_t kGuard = 0xA5;
 // The part of the output buffer behind the region the decoder may write. The library is not
 // instrumented, so a write past its region shows only as a changed guard byte.
 constexpr size_t kGuardFrom = kXheDecodedOffset + kXheDecodeCapacity * sizeof(INT_PCM);
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

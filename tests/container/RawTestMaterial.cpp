@@ -8,31 +8,6 @@
 
 namespace rawtest {
 
-namespace {
-
-class BitWriter {
-public:
-    void Put(uint32_t value, int bits) {
-        for (int i = bits - 1; i >= 0; --i) {
-            if (used_ % 8 == 0) bytes_.push_back(0);
-            if ((value >> i) & 1u) bytes_.back() |= static_cast<uint8_t>(0x80u >> (used_ % 8));
-            ++used_;
-        }
-    }
-    void Align() {
-        while (used_ % 8 != 0) Put(0, 1);
-    }
-    const Bytes& bytes() const { return bytes_; }
-
-private:
-    Bytes bytes_;
-    size_t used_ = 0;
-};
-
-void Append(Bytes& out, const std::string& s) { out.insert(out.end(), s.begin(), s.end()); }
-
-}  // namespace
-
 std::string AdtsFile(const std::string& layout, uint32_t sampleRate, uint32_t frames) {
     const std::string name = "raw_" + layout + "_" + std::to_string(sampleRate) + "_" + std::to_string(frames) + ".aac";
     return testfiles::Generated(name, [&](const std::string& path) {
@@ -68,102 +43,52 @@ Bytes Join(const std::vector<Bytes>& frames) {
     return out;
 }
 
-Bytes RawBlocks(const std::vector<Bytes>& adtsFrames) {
+namespace {
+
+Bytes Text(const std::string& s) { return Bytes(s.begin(), s.end()); }
+
+// The text as UTF-16 code units (with a byte order mark unless `noBom`) and a zero terminator.
+Bytes Utf16(const std::string& ascii, bool bigEndian, bool noBom) {
+    Bytes out = noBom ? Bytes{} : bigEndian ? Bytes{0xFE, 0xFF} : Bytes{0xFF, 0xFE};
+    for (char c : ascii) out.insert(out.end(), {bigEndian ? uint8_t{0} : uint8_t(c), bigEndian ? uint8_t(c) : uint8_t{0}});
+    return Concat({out, {0, 0}});
+}
+
+Bytes Syncsafe(uint32_t v) { return {uint8_t(v >> 21 & 0x7F), uint8_t(v >> 14 & 0x7F), uint8_t(v >> 7 & 0x7F), uint8_t(v & 0x7F)}; }
+
+Bytes Be(uint32_t v, int n) {
     Bytes out;
-    for (const Bytes& f : adtsFrames) {
-        const size_t header = (f[1] & 0x01) ? 7 : 9;  // protection_absent
-        out.insert(out.end(), f.begin() + static_cast<long>(header), f.end());
-    }
+    for (int i = n - 1; i >= 0; --i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
     return out;
 }
 
-Bytes Adif(const std::vector<Bytes>& adtsFrames, uint32_t bitRate, bool copyrightId) {
-    const uint8_t* h = adtsFrames.at(0).data();
-    const uint32_t rateIndex = (h[2] & 0x3Cu) >> 2;
-    const uint32_t channelConfig = ((h[2] & 0x01u) << 2) | (h[3] >> 6);
-    BitWriter w;
-    w.Put('A', 8), w.Put('D', 8), w.Put('I', 8), w.Put('F', 8);
-    w.Put(copyrightId ? 1 : 0, 1);
-    if (copyrightId) {
-        for (int i = 0; i < 9; ++i) w.Put(0x41, 8);
-    }
-    w.Put(0, 1);  // original_copy
-    w.Put(0, 1);  // home
-    w.Put(0, 1);  // bitstream_type: constant rate
-    w.Put(bitRate, 23);
-    w.Put(0, 4);  // num_program_config_elements - 1
-    w.Put(0, 20);  // adif_buffer_fullness
-    // program_config_element (ISO/IEC 14496-3, 4.4.1.1): one front element.
-    w.Put(0, 4);          // element_instance_tag
-    w.Put(1, 2);          // object_type: AAC LC
-    w.Put(rateIndex, 4);
-    w.Put(1, 4);          // num_front_channel_elements
-    w.Put(0, 4), w.Put(0, 4), w.Put(0, 2), w.Put(0, 3), w.Put(0, 4);
-    w.Put(0, 1), w.Put(0, 1), w.Put(0, 1);  // no mixdowns
-    w.Put(channelConfig == 2 ? 1 : 0, 1);   // front_element_is_cpe
-    w.Put(0, 4);                             // front_element_tag_select
-    w.Align();
-    w.Put(0, 8);  // comment_field_bytes
-    w.Align();
-    Bytes out = w.bytes();
-    const Bytes raw = RawBlocks(adtsFrames);
-    out.insert(out.end(), raw.begin(), raw.end());
-    return out;
+}  // namespace
+
+Bytes CommentBody(Id3Text encoding, const std::string& text, const std::string& description) {
+    const uint8_t code[] = {0, 3, 1, 1, 2};
+    const Bytes head = Concat({{code[encoding]}, Text("eng")});
+    if (encoding <= Utf8) return Concat({head, Text(description), {0}, Text(text), {0}});
+    const bool bigEndian = encoding != Utf16Le, noBom = encoding == Utf16BeNoBom;
+    return Concat({head, Utf16(description, bigEndian, noBom), Utf16(text, bigEndian, noBom)});
+}
+
+Bytes Id3Frame(int major, const std::string& id, const Bytes& body, Id3Sizes sizes) {
+    const auto n = static_cast<uint32_t>(body.size());
+    if (major == 2) return Concat({Text(id.substr(0, 3)), Be(n, 3), body});
+    const bool syncsafe = sizes == Id3Sizes::Syncsafe || (sizes == Id3Sizes::ForVersion && major >= 4);
+    return Concat({Text(id), syncsafe ? Syncsafe(n) : Be(n, 4), {0, 0}, body});
+}
+
+Bytes Id3Tag(int major, int revision, uint8_t flags, const Bytes& frames, size_t padding) {
+    return Concat({Text("ID3"), {uint8_t(major), uint8_t(revision), flags},
+                   Syncsafe(static_cast<uint32_t>(frames.size() + padding)), frames, Bytes(padding, 0)});
 }
 
 Bytes Id3WithSmpb(uint32_t delay, uint32_t padding, uint64_t length) {
     char text[128];
     std::snprintf(text, sizeof text, " 00000000 %08X %08X %016llX 00000000 00000000", delay, padding,
                   static_cast<unsigned long long>(length));
-    Bytes body{0};
-    Append(body, "engiTunSMPB");
-    body.push_back(0);
-    Append(body, text);
-    body.push_back(0);
-    Bytes frame;
-    Append(frame, "COMM");
-    for (int i = 3; i >= 0; --i) frame.push_back(static_cast<uint8_t>(body.size() >> (8 * i)));
-    frame.push_back(0), frame.push_back(0);
-    frame.insert(frame.end(), body.begin(), body.end());
-    const size_t size = frame.size() + 32;  // 32 bytes of padding after the frame
-    Bytes tag;
-    Append(tag, "ID3");
-    tag.push_back(3), tag.push_back(0), tag.push_back(0);
-    for (int shift = 21; shift >= 0; shift -= 7) tag.push_back(static_cast<uint8_t>((size >> shift) & 0x7F));
-    tag.insert(tag.end(), frame.begin(), frame.end());
-    tag.insert(tag.end(), 32, 0);
-    return tag;
-}
-
-Bytes Id3v1Tag() {
-    Bytes t;
-    Append(t, "TAG");
-    t.resize(128, 0x20);
-    return t;
-}
-
-Bytes ApeTag() {
-    auto header = [](bool isHeader) {
-        Bytes h;
-        Append(h, "APETAGEX");
-        const uint32_t fields[] = {2000, 32 + 18, 1, isHeader ? 0xA0000000u : 0x80000000u};
-        for (uint32_t f : fields) {
-            for (int i = 0; i < 4; ++i) h.push_back(static_cast<uint8_t>(f >> (8 * i)));
-        }
-        h.resize(32, 0);
-        return h;
-    };
-    Bytes item{5, 0, 0, 0, 0, 0, 0, 0};
-    Append(item, "Title");
-    item.push_back(0);
-    Append(item, "hello");
-    return Concat({header(true), item, header(false)});
-}
-
-Bytes Lyrics3Tag() {
-    Bytes t;
-    Append(t, "LYRICSBEGININD0000200000000000000LYRICS200");
-    return Concat({t, Id3v1Tag()});
+    return Id3Tag(3, 0, 0, Id3Frame(3, "COMM", CommentBody(Latin1, text)), 32);
 }
 
 Bytes Concat(std::initializer_list<Bytes> parts) {

@@ -1,5 +1,5 @@
 // Raw AAC test material: ADTS streams made with ffmpeg's AAC encoder, split into frames, and
-// rebuilt behind and before tags, as ADIF or as bare raw frames.
+// rebuilt behind tags.
 #pragma once
 
 #include <cstdint>
@@ -20,19 +20,19 @@ std::vector<Bytes> SplitAdts(const Bytes& stream);
 
 Bytes Join(const std::vector<Bytes>& frames);
 
-// The raw_data_block of each ADTS frame, headers stripped.
-Bytes RawBlocks(const std::vector<Bytes>& adtsFrames);
+// ID3v2 tags. A comment frame's body: text encoding, language, then the description and the text,
+// each zero-terminated in that encoding (UTF-16 with a byte order mark unless NoBom).
+enum Id3Text { Latin1, Utf8, Utf16Le, Utf16Be, Utf16BeNoBom };
+Bytes CommentBody(Id3Text encoding, const std::string& text, const std::string& description = "iTunSMPB");
 
-// An ADIF stream: header (CBR at `bitRate`, one program of 1 SCE or 1 CPE, AAC LC) and the
-// raw blocks of the frames.
-Bytes Adif(const std::vector<Bytes>& adtsFrames, uint32_t bitRate, bool copyrightId);
+// One frame in the layout of ID3v2.`major`: 2 -> 3-char id and 24-bit size, 3 -> plain 32-bit
+// size, 4 -> syncsafe size; `sizes` forces one 32-bit size layout.
+enum class Id3Sizes { ForVersion, Plain, Syncsafe };
+Bytes Id3Frame(int major, const std::string& id, const Bytes& body, Id3Sizes sizes = Id3Sizes::ForVersion);
+Bytes Id3Tag(int major, int revision, uint8_t flags, const Bytes& frames, size_t padding = 0);
 
 // ID3v2.3 tag with one COMM "iTunSMPB" frame (8-bit text) for the given values.
 Bytes Id3WithSmpb(uint32_t delay, uint32_t padding, uint64_t length);
-
-Bytes Id3v1Tag();
-Bytes ApeTag();       // APEv2 header, one item, footer
-Bytes Lyrics3Tag();   // Lyrics3 v2 block followed by an ID3v1 tag, as taggers write it
 
 Bytes Concat(std::initializer_list<Bytes> parts);
 std::string Write(const std::string& name, const Bytes& bytes);  // into a scratch directory

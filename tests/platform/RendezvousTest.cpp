@@ -40,15 +40,6 @@ TEST(Rendezvous, EightJobsPostingToOneSleepingHostLoseNoWakeUp) {
     }
 }
 
-TEST(Rendezvous, AHandleStaysDeadWhenItsSlotIsReused) {
-    HANDLE old = CreateEventW(nullptr, TRUE, TRUE, nullptr);
-    CloseHandle(old);
-    HANDLE fresh = CreateEventW(nullptr, TRUE, TRUE, nullptr);
-    EXPECT_EQ(WaitForSingleObject(old, 0), WAIT_FAILED);
-    EXPECT_EQ(WaitForSingleObject(fresh, 0), WAIT_OBJECT_0);
-    CloseHandle(fresh);
-}
-
 // Destroyed after the thread procedure has returned, as the C library's per-thread state is.
 std::atomic<bool> exitFinished{false};
 thread_local struct SlowExit {

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -17,28 +18,18 @@
 namespace testfiles {
 
 namespace {
-bool Exists(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::exists(path, error);
-}
-
 long FileSize(const std::string& path) {
     std::error_code error;
     const auto size = std::filesystem::file_size(path, error);
     return error ? -1 : static_cast<long>(size);
 }
-
-void MakeDirs(const std::string& dir) {
-    std::error_code error;
-    std::filesystem::create_directories(dir, error);
-}
 }  // namespace
 
 std::string GeneratedDir() {
     static const std::string dir = [] {
-        std::string d = ZORV_TEST_GENERATED_DIR;
-        MakeDirs(d);
-        return d;
+        std::error_code error;
+        std::filesystem::create_directories(ZORV_TEST_GENERATED_DIR, error);
+        return std::string(ZORV_TEST_GENERATED_DIR);
     }();
     return dir;
 }
@@ -62,20 +53,45 @@ std::string Generated(const std::string& name, const std::function<bool(const st
     return path;
 }
 
+std::string FfmpegFile(const std::string& name, const std::string& args) {
+    return Generated(name, [&](const std::string& path) { return Run(Ffmpeg() + " " + args + " '" + path + "'"); });
+}
+
 bool Run(const std::string& command) {
     const std::string log = ScratchDir() + "/run.log";
     const int rc = std::system((command + " >" + log + " 2>&1").c_str());
-    if (rc != 0) {
-        std::ifstream in(log);
-        std::stringstream text;
-        text << in.rdbuf();
-        std::fprintf(stderr, "command failed (%d): %s\n%s\n", rc, command.c_str(), text.str().c_str());
-    }
+    if (rc != 0) std::fprintf(stderr, "command failed (%d): %s\n%s\n", rc, command.c_str(), Capture("cat " + log).c_str());
     return rc == 0;
 }
 
 std::string Ffmpeg() { return "ffmpeg -nostdin -hide_banner -loglevel error -y"; }
 std::string Ffprobe() { return "ffprobe -v error"; }
+
+std::vector<float> FfmpegFloats(const std::string& path) {
+    const std::string name = std::filesystem::path(path).filename().string() + ".ffmpeg.f32";
+    return Floats(ReadAll(FfmpegFile(name, "-c:a aac -i '" + path + "' -f f32le")));
+}
+
+std::vector<float> Floats(const std::vector<uint8_t>& bytes) {
+    std::vector<float> samples(bytes.size() / 4);
+    if (!samples.empty()) std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
+    return samples;
+}
+
+std::vector<std::map<std::string, std::string>> ProbeRecords(const std::string& args, const std::string& path) {
+    std::vector<std::map<std::string, std::string>> records;
+    std::stringstream lines(Capture(Ffprobe() + " " + args + " -of compact=p=0 '" + path + "'"));
+    for (std::string line; std::getline(lines, line);) {
+        std::stringstream parts(line);
+        std::map<std::string, std::string> fields;
+        for (std::string part; std::getline(parts, part, '|');) {
+            const size_t eq = part.find('=');
+            if (eq != std::string::npos) fields[part.substr(0, eq)] = part.substr(eq + 1);
+        }
+        if (!fields.empty()) records.push_back(fields);
+    }
+    return records;
+}
 
 std::string Capture(const std::string& command) {
     std::string out;
@@ -90,7 +106,8 @@ std::string Capture(const std::string& command) {
 
 std::string SharedFixture(const std::string& name) {
     const std::string path = std::string(ZORV_SOURCE_DIR) + "/../shared/fixtures/" + name;
-    return Exists(path) ? path : "";
+    std::error_code error;
+    return std::filesystem::exists(path, error) ? path : "";
 }
 
 std::string DataFile(const std::string& name) { return std::string(ZORV_SOURCE_DIR) + "/tests/data/" + name; }

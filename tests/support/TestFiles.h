@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -18,12 +19,26 @@ std::string GeneratedDir();
 // returns "" when `make` returns false or writes nothing.
 std::string Generated(const std::string& name, const std::function<bool(const std::string& path)>& make);
 
+// GeneratedDir()/name made by `ffmpeg ARGS OUTPUT` (the muxer follows the name's extension
+// unless ARGS give one), as Generated does.
+std::string FfmpegFile(const std::string& name, const std::string& args);
+
 // Runs a shell command; true when it exits 0. Output goes to the test log only on failure.
 bool Run(const std::string& command);
 
 // ffmpeg/ffprobe invocations with the quiet flags every test wants.
 std::string Ffmpeg();   // "ffmpeg -nostdin -hide_banner -loglevel error -y"
 std::string Ffprobe();  // "ffprobe -v error"
+
+// ffmpeg's own AAC decode of `path` (edit lists applied) as interleaved floats, kept beside the
+// generated material under the file's name (so `path` must be generated material too).
+std::vector<float> FfmpegFloats(const std::string& path);
+
+// Little-endian 32-bit floats, as f32le files and the jobs' float blocks hold them.
+std::vector<float> Floats(const std::vector<uint8_t>& bytes);
+
+// ffprobe's records ("-of compact=p=0" lines: key=value|key=value) for `args` on `path`.
+std::vector<std::map<std::string, std::string>> ProbeRecords(const std::string& args, const std::string& path);
 
 // Output of a shell command (stdout), or "" on failure.
 std::string Capture(const std::string& command);

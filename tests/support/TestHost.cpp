@@ -3,8 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstring>
 #include <memory>
+
+#include "TestFiles.h"
 
 extern "C" HANDLE Decode(const WCHAR* path, DWORD hostThreadId, uint64_t* startPosition, UINT msgFailed,
                          UINT msgDone, UINT msgBlock, UINT msgFormat, DWORD trackNumber);
@@ -29,25 +30,11 @@ DWORD WINAPI WatchThread(LPVOID p) {
     return 0;
 }
 
+// Every field by value, in declaration order.
 BlockCopy Copy(const PcmBlock& b) {
-    BlockCopy c;
-    c.data = b.data;
-    c.byteCount = b.byteCount;
-    c.progress = b.progress;
-    c.channels = b.channels;
-    c.sampleRate = b.sampleRate;
-    c.bitsPerSample = b.bitsPerSample;
-    c.isFloat = b.isFloat;
-    c.readyEvent = b.readyEvent;
-    c.cancel = b.cancel;
-    c.jobThread = b.jobThread;
-    c.lossySource = b.lossySource;
-    return c;
+    return {b.data,    b.byteCount,  b.progress, b.channels,  b.sampleRate, b.bitsPerSample,
+            b.isFloat, b.readyEvent, b.cancel,   b.jobThread, b.lossySource};
 }
-
-}  // namespace
-
-UINT MessageId(size_t job, int role) { return kBase + static_cast<UINT>(job) * 4 + static_cast<UINT>(role); }
 
 std::basic_string<WCHAR> Utf16(const std::string& utf8) {
     int n = MultiByteToWideChar(CP_UTF8, 0, utf8.c_str(), -1, nullptr, 0);
@@ -56,6 +43,10 @@ std::basic_string<WCHAR> Utf16(const std::string& utf8) {
     out.resize(out.empty() ? 0 : out.size() - 1);
     return out;
 }
+
+}  // namespace
+
+UINT MessageId(size_t job, int role) { return kBase + static_cast<UINT>(job) * 4 + static_cast<UINT>(role); }
 
 std::vector<JobRecord> RunJobs(const std::vector<std::string>& paths, const RunOptions& options) {
     MSG msg;
@@ -117,7 +108,6 @@ std::vector<JobRecord> RunJobs(const std::vector<std::string>& paths, const RunO
         if (role == 3) {
             r.gotFormat = true;
             r.format = Copy(*block);
-            r.hadStartValue = options.useStartPosition;
             r.startValueAtFormat = *starts[k];
             cancel = options.cancelAt == 0;
         } else {
@@ -142,11 +132,7 @@ std::vector<JobRecord> RunJobs(const std::vector<std::string>& paths, const RunO
 
 JobRecord RunJob(const std::string& path, const RunOptions& options) { return RunJobs({path}, options).front(); }
 
-std::vector<float> AsFloats(const JobRecord& record) {
-    std::vector<float> out(record.pcm.size() / 4);
-    if (!out.empty()) std::memcpy(out.data(), record.pcm.data(), out.size() * 4);
-    return out;
-}
+std::vector<float> AsFloats(const JobRecord& record) { return testfiles::Floats(record.pcm); }
 
 std::vector<int32_t> AsInts(const JobRecord& record) {
     std::vector<int32_t> out;

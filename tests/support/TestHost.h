@@ -40,7 +40,6 @@ struct JobRecord {
     std::vector<Message> messages;     // every message of this job, in arrival order
     bool gotFormat = false;
     BlockCopy format;                  // copy of the record at msgFormat
-    bool hadStartValue = false;
     uint64_t startValueAtFormat = 0;   // *startPosition when msgFormat arrived
     std::vector<uint8_t> pcm;          // every block's bytes, concatenated
     std::vector<uint32_t> blockSizes;
@@ -69,8 +68,6 @@ std::vector<JobRecord> RunJobs(const std::vector<std::string>& paths, const RunO
 
 // Message ids the test host gives job k: failed, done, block, format.
 UINT MessageId(size_t job, int role);
-
-std::basic_string<WCHAR> Utf16(const std::string& utf8);
 
 // Interleaved samples of a record's PCM.
 std::vector<float> AsFloats(const JobRecord& record);

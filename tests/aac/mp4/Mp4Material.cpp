@@ -1,30 +1,16 @@
-#include <cstring>
 #include "Mp4Material.h"
 
-#include <neaacdec.h>
-
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
-#include <cstring>
-#include <memory>
 #include <sstream>
 
+#include "BoxBuilder.h"
 #include "TestFiles.h"
-#include "AacJobs.h"
-#include "mp4v2/mp4v2.h"
 
 namespace mp4material {
 namespace {
 
 const char* Layout(uint32_t channels) {
-    switch (channels) {
-        case 1: return "mono";
-        case 2: return "stereo";
-        case 6: return "5.1";
-        case 8: return "7.1";
-        default: return "";
-    }
+    return channels == 1 ? "mono" : channels == 2 ? "stereo" : channels == 6 ? "5.1" : "7.1";
 }
 
 std::string LavfiInput(const Source& s) {
@@ -33,14 +19,6 @@ std::string LavfiInput(const Source& s) {
       << ",atrim=end_sample=" << s.frames << "'";
     return o.str();
 }
-
-std::vector<float> ReadFloats(const std::string& path) {
-    std::vector<uint8_t> bytes = testfiles::ReadAll(path);
-    std::vector<float> out(bytes.size() / sizeof(float));
-    if (!out.empty()) std::memcpy(out.data(), bytes.data(), out.size() * sizeof(float));
-    return out;
-}
-
 
 }  // namespace
 
@@ -55,29 +33,9 @@ Source Signal(uint32_t rate, uint32_t channels, uint64_t frames) {
     return {o.str(), rate, channels, frames};
 }
 
-double ToneHz(uint32_t channel) {
-    static const double kHz[] = {300, 500, 700, 60, 900, 1100, 1300, 1500};
-    return kHz[channel % 8];
-}
-
-Source Tones(uint32_t rate, uint32_t channels, uint64_t frames) {
-    std::ostringstream o;
-    for (uint32_t c = 0; c < channels; ++c) o << (c ? "|" : "") << "0.4*sin(2*PI*" << ToneHz(c) << "*t)";
-    return {o.str(), rate, channels, frames};
-}
-
-std::vector<float> Reference(const std::string& name, const Source& source) {
-    std::string path = testfiles::Generated(name + ".f32", [&](const std::string& out) {
-        return testfiles::Run(testfiles::Ffmpeg() + " " + LavfiInput(source) + " -f f32le " + out);
-    });
-    return path.empty() ? std::vector<float>{} : ReadFloats(path);
-}
-
 std::string LcMp4(const std::string& name, const Source& source, const std::string& muxArgs) {
-    return testfiles::Generated(name + ".m4a", [&](const std::string& out) {
-        return testfiles::Run(testfiles::Ffmpeg() + " " + LavfiInput(source) + " -c:a aac -b:a " +
-                              std::to_string(64000 * source.channels) + " " + muxArgs + " -f mp4 " + out);
-    });
+    return testfiles::FfmpegFile(name + ".m4a", LavfiInput(source) + " -c:a aac -b:a " + std::to_string(64000 * source.channels) + " " +
+                                                    muxArgs + " -f mp4");
 }
 
 Encoded HeMp4(const std::string& name, const Source& source, int aot, uint32_t bitrate, const std::string& muxArgs) {
@@ -109,112 +67,29 @@ Encoded HeMp4(const std::string& name, const Source& source, int aot, uint32_t b
     return e;
 }
 
-std::string Patched(const std::string& name, const std::string& from, const std::vector<std::string>& patches) {
+std::string Patched(const std::string& name, const std::string& from, const std::string& smpb,
+                    std::optional<uint32_t> editStart, std::optional<uint32_t> editDuration) {
     return testfiles::Generated(name + ".m4a", [&](const std::string& out) {
-        if (!testfiles::Run("cp '" + from + "' " + out)) return false;
-        for (const std::string& p : patches)
-            if (!testfiles::Run(testfiles::BinDir() + "/zorv_test_mp4patch " + p.substr(0, p.find(' ')) + " " + out +
-                                p.substr(p.find(' '))))
-                return false;
-        return true;
+        std::vector<uint8_t> b = testfiles::ReadAll(from);
+        const size_t elst = FindBox(b, "moov.trak.edts.elst");  // version 0: duration, then media start
+        if (editDuration) b = Put32(std::move(b), elst + 16, *editDuration);
+        if (editStart) b = Put32(std::move(b), elst + 20, *editStart);
+        return testfiles::WriteAll(out, smpb.empty() ? b : AddSmpb(std::move(b), smpb));
     });
 }
 
 std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length) {
     char text[96];
-    std::snprintf(text, sizeof text, "' 00000000 %08X %08X %016llX 00000000'", delay, padding,
+    std::snprintf(text, sizeof text, " 00000000 %08X %08X %016llX 00000000", delay, padding,
                   static_cast<unsigned long long>(length));
     return text;
 }
 
-std::vector<double> Mix(const std::vector<float>& pcm, uint32_t channels) {
-    std::vector<double> mix(pcm.size() / channels);
-    for (size_t i = 0; i < mix.size(); ++i)
-        for (uint32_t c = 0; c < channels; ++c) mix[i] += static_cast<double>(pcm[i * channels + c]) / channels;
-    return mix;
-}
-
-int BestLag(const std::vector<float>& reference, uint32_t referenceChannels, const std::vector<float>& output,
-            uint32_t outputChannels, int maxLag) {
-    std::vector<double> x = Mix(reference, referenceChannels);
-    std::vector<double> y = Mix(output, outputChannels);
-    long frames = static_cast<long>(x.size());
-    long outFrames = static_cast<long>(y.size());
-    long from = frames / 4;
-    long to = from + std::min(frames / 2, 20000L);
-    double best = -2;
-    int bestLag = maxLag + 1;
-    for (int lag = -maxLag; lag <= maxLag; ++lag) {
-        double xy = 0, xx = 0, yy = 0;
-        for (long i = from; i < to; ++i) {
-            long j = i + lag;
-            if (j < 0 || j >= outFrames) continue;
-            xy += x[static_cast<size_t>(i)] * y[static_cast<size_t>(j)];
-            xx += x[static_cast<size_t>(i)] * x[static_cast<size_t>(i)];
-            yy += y[static_cast<size_t>(j)] * y[static_cast<size_t>(j)];
-        }
-        double c = xy / std::sqrt(xx * yy + 1e-20);
-        if (c > best) {
-            best = c;
-            bestLag = lag;
-        }
-    }
-    return bestLag;
-}
-
-double ToneLevel(const std::vector<float>& pcm, uint32_t channels, uint32_t channel, uint32_t rate, double hz) {
-    size_t frames = pcm.size() / channels;
-    size_t from = frames / 4;
-    size_t count = frames / 2;
-    double w = 2 * M_PI * hz / rate;
-    double coeff = 2 * std::cos(w), s1 = 0, s2 = 0;
-    for (size_t i = from; i < from + count; ++i) {
-        double s0 = pcm[i * channels + channel] + coeff * s1 - s2;
-        s2 = s1;
-        s1 = s0;
-    }
-    double power = s1 * s1 + s2 * s2 - coeff * s1 * s2;
-    return 2 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(count);
-}
-
-Decoded DecodeTrack(const std::string& path) {
-    Decoded d;
-    MP4FileHandle file = MP4Read(path.c_str());
-    if (file == MP4_INVALID_FILE_HANDLE) return d;
-    std::unique_ptr<void, void (*)(void*)> closeFile(file, [](void* f) { MP4Close(f, 0); });
-    MP4TrackId track = MP4FindTrackId(file, 0, MP4_AUDIO_TRACK_TYPE, 0);
-    uint8_t* config = nullptr;
-    uint32_t configSize = 0;
-    if (!MP4GetTrackESConfiguration(file, track, &config, &configSize) || config == nullptr) return d;
-    std::vector<uint8_t> asc(config, config + configSize);
-    MP4Free(config);
-
-    for (bool dontUpSample : {false, true}) {
-        NeAACDecHandle h = OpenFloatDecoder(dontUpSample);
-        std::unique_ptr<void, void (*)(void*)> closeDecoder(h, [](void* p) { NeAACDecClose(p); });
-        unsigned long rate = 0;
-        unsigned char channels = 0;
-        if (NeAACDecInit2(h, asc.data(), configSize, &rate, &channels) < 0) return d;
-        d.pcm.clear();
-        bool upsampledWithoutSbr = false;
-        MP4SampleId count = MP4GetTrackNumberOfSamples(file, track);
-        for (MP4SampleId id = 1; id <= count; ++id) {
-            uint8_t* bytes = nullptr;
-            uint32_t size = 0;
-            if (!MP4ReadSample(file, track, id, &bytes, &size)) break;
-            NeAACDecFrameInfo info{};
-            auto* out = static_cast<float*>(NeAACDecDecode(h, &info, bytes, size));
-            MP4Free(bytes);
-            if (id == 1 && info.sbr == NO_SBR_UPSAMPLED) upsampledWithoutSbr = true;
-            if (info.error || info.samples == 0 || out == nullptr) continue;
-            d.rate = static_cast<uint32_t>(info.samplerate);
-            d.channels = info.channels;
-            d.pcm.insert(d.pcm.end(), out, out + info.samples);
-        }
-        if (!upsampledWithoutSbr) break;  // otherwise decode again at the core rate, as the job does
-    }
-    d.ok = d.channels > 0;
-    return d;
+std::vector<float> DecodeTrack(const std::string& path) {
+    const std::string name = path.substr(path.rfind('/') + 1) + ".faad.f32";
+    return testfiles::Floats(testfiles::ReadAll(testfiles::Generated(name, [&](const std::string& out) {
+        return testfiles::Run(testfiles::BinDir() + "/zorv_test_faad_mp4 '" + path + "' " + out);
+    })));
 }
 
 }  // namespace mp4material

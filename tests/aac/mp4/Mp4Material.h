@@ -1,9 +1,10 @@
 // Test material for the AAC-in-MP4 tests: deterministic signals of a known length, encoded with
 // ffmpeg (AAC-LC) or our FDK-based encoder (HE-AAC, HE-AAC v2), muxed into MP4 and patched with
-// gapless metadata; plus a plain FAAD2 decode of an MP4 track to compare the job against.
+// gapless metadata; plus a bare FAAD2 decode of an MP4 track to compare the job against.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,12 +20,6 @@ struct Source {
 
 // Chirp and noise-burst signals; 1, 2, 6 or 8 channels.
 Source Signal(uint32_t rate, uint32_t channels, uint64_t frames);
-// Channel k carries a sine of ToneHz(k) only (k = 0 is the host's first channel).
-Source Tones(uint32_t rate, uint32_t channels, uint64_t frames);
-double ToneHz(uint32_t channel);
-
-// The source as interleaved floats.
-std::vector<float> Reference(const std::string& name, const Source& source);
 
 // AAC-LC by ffmpeg into MP4 with `muxArgs` added (e.g. "-movie_timescale 44100"). "" on failure.
 std::string LcMp4(const std::string& name, const Source& source, const std::string& muxArgs);
@@ -38,27 +33,16 @@ struct Encoded {
 // AOT 5 or 29 by our encoder, muxed by ffmpeg -c:a copy with `muxArgs`.
 Encoded HeMp4(const std::string& name, const Source& source, int aot, uint32_t bitrate, const std::string& muxArgs);
 
-// A copy of `from` named `name`, patched by the test patcher ("smpb TEXT", "elst S D", "iods L").
-std::string Patched(const std::string& name, const std::string& from, const std::vector<std::string>& patches);
+// A copy of `from` named `name` with an "iTunSMPB" item holding `smpb` (unless it is "") and the
+// first edit's media start and duration rewritten where given.
+std::string Patched(const std::string& name, const std::string& from, const std::string& smpb,
+                    std::optional<uint32_t> editStart = {}, std::optional<uint32_t> editDuration = {});
 
 std::string SmpbText(uint32_t delay, uint32_t padding, uint64_t length);
 
-// Lag (in frames) at which the channel mix of `output` best matches that of `reference`, searched
-// over [-maxLag, maxLag]: output[i + lag] ~ reference[i]. Mixing makes the measure fair to mono
-// sources decoded as two channels and to parametric stereo, which rebuilds the channels from a mix.
-int BestLag(const std::vector<float>& reference, uint32_t referenceChannels, const std::vector<float>& output,
-            uint32_t outputChannels, int maxLag);
-
-// Amplitude of a sine of `hz` in one channel of interleaved PCM (Goertzel over the middle).
-double ToneLevel(const std::vector<float>& pcm, uint32_t channels, uint32_t channel, uint32_t rate, double hz);
-
-// The whole track decoded by FAAD2 as the job configures it, before any trimming.
-struct Decoded {
-    bool ok = false;
-    uint32_t rate = 0;
-    uint32_t channels = 0;
-    std::vector<float> pcm;
-};
-Decoded DecodeTrack(const std::string& path);
+// The whole track decoded by the bare FAAD2 loop of the speed comparison (bench/aac): the job's
+// decoder set-up, no trimming, and FAAD2's default of no output for the first access unit. Kept
+// beside the generated material under the file's name; empty on failure.
+std::vector<float> DecodeTrack(const std::string& path);
 
 }  // namespace mp4material
